@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Configures and builds one variant into build/<variant>: normal, address (ASan+UBSan), thread (TSan)
+# or fuzz (clang with libFuzzer). Extra arguments go to ninja (targets).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+variant=${1:-normal}
+shift || true
+
+case "$variant" in
+    normal)  args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo) ;;
+    address) args=(-DCMAKE_BUILD_TYPE=Debug -DTESSERA_SANITIZE=address -DTESSERA_BENCH=OFF) ;;
+    thread)  args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSERA_SANITIZE=thread -DTESSERA_BENCH=OFF) ;;
+    fuzz)    args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSERA_FUZZ=ON -DCMAKE_CXX_COMPILER=clang++) ;;
+    *) echo "build.sh: unknown variant $variant (normal, address, thread, fuzz)" >&2; exit 2 ;;
+esac
+
+cmake -S . -B "build/$variant" -G Ninja "${args[@]}" > /dev/null
+ninja -C "build/$variant" "$@"
