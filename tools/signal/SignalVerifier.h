@@ -18,6 +18,7 @@ struct VerifierResult {
     uint64_t missing = 0;             // frames reported lost (gaps never filled)
     uint64_t silenceInside = 0;       // mute frames after the start (sender underrun, or the end)
     uint64_t firstDifference = 0;     // signal index of the first differing frame, if any
+    uint64_t firstInverted = 0;       // signal index of the first complemented frame, if any
     bool bitPerfect() const { return started && differed == 0 && missing == 0; }
 };
 
@@ -28,8 +29,9 @@ public:
 
     // Received audio in stream order; frames may be split across calls.
     void feed(const uint8_t* bytes, uint32_t size);
-    // Frames that will never arrive: the expected signal index moves on by that many.
-    void markMissing(uint64_t frames);
+    // Audio went missing before the next bytes (a gap never filled): the next frame that is not silence
+    // is looked for ahead of the expected one, and the frames passed over count as missing.
+    void markGap();
 
     const VerifierResult& result() const { return res; }
 
@@ -44,6 +46,7 @@ private:
     std::vector<uint8_t> muted;    // one frame of silence, normal and complemented
     std::vector<uint8_t> mutedInverted;
     uint64_t nextIndex = 0;
+    bool gapPending = false;
     VerifierResult res;
 };
 
