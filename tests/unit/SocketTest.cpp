@@ -17,6 +17,7 @@ namespace {
 constexpr uint8_t kLoopback[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
 constexpr uint8_t kAny[16] = {};
 constexpr uint32_t kNoSuchInterface = 0x7FFFFFF0; // ::1 ignores it; no device has this index
+constexpr uint32_t kLoopbackIndex = 1;            // the loopback device's index in every namespace
 
 int64_t millisecondsSince(Clock::time_point start) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
@@ -163,6 +164,20 @@ TEST(SocketTest, BindScopeDecidesThePeerScope) {
         IPAddress peer;
         socket.getPeer(peer);
         EXPECT_EQ(peer, IPAddress(kLoopback, 4242, c.peerScope));
+    }
+}
+
+TEST(SocketTest, SetInterfaceTakesOnlyExistingInterfaces) {
+    struct Case {
+        uint32_t index;
+        bool accepted;
+    };
+    const Case cases[] = {{0, true}, {kLoopbackIndex, true}, {kNoSuchInterface, false}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.index);
+        Socket socket;
+        ASSERT_TRUE(socket.open(Socket::IPv6Datagram));
+        EXPECT_EQ(socket.setInterface(c.index), c.accepted);
     }
 }
 

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <net/if.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -83,17 +82,10 @@ bool setInt(int socket, int level, int name, int value) {
     return ::setsockopt(socket, level, name, &value, sizeof value) == 0;
 }
 
-// Linux has no IPV6_UNICAST_IF: binding the socket to the interface sends its unicast out of it.
-bool bindToInterface(int socket, uint32_t index) {
-#ifdef SO_BINDTOIFINDEX
-    if (setInt(socket, SOL_SOCKET, SO_BINDTOIFINDEX, static_cast<int>(index))) return true;
-    if (errno != ENOPROTOOPT) return false;
-#endif
-#ifdef SO_BINDTODEVICE
-    char name[IF_NAMESIZE] = {};
-    if (index != 0 && ::if_indextoname(index, name) == nullptr) return false;
-    return ::setsockopt(socket, SOL_SOCKET, SO_BINDTODEVICE, name,
-                        static_cast<socklen_t>(std::strlen(name))) == 0;
+// Linux has the option itself (since 3.4), with the index in network byte order; reception stays as it is.
+bool setUnicastInterface6(int socket, uint32_t index) {
+#if defined(IPV6_UNICAST_IF)
+    return setInt(socket, IPPROTO_IPV6, IPV6_UNICAST_IF, static_cast<int>(htonl(index)));
 #elif defined(IPV6_BOUND_IF)
     return setInt(socket, IPPROTO_IPV6, IPV6_BOUND_IF, static_cast<int>(index));
 #else
@@ -181,7 +173,7 @@ bool osSocketSetOption(OsSocketHandle handle, OsOption option, uint32_t value) {
     case OsOption::MulticastInterface6:
         return setInt(socket, IPPROTO_IPV6, IPV6_MULTICAST_IF, static_cast<int>(value));
     case OsOption::UnicastInterface6:
-        return bindToInterface(socket, value);
+        return setUnicastInterface6(socket, value);
     }
     return false;
 }
