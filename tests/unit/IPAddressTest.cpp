@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <fstream>
 #include <string>
 
 namespace {
@@ -187,6 +188,60 @@ TEST(IPAddressTest, OrderIsAddressBytesThenPortThenScope) {
     }
     const IPAddress same = fromGroups(linkLocal, 80, 4);
     EXPECT_FALSE(same < fromGroups(linkLocal, 80, 4));
+}
+
+// The loopback interface's index as the kernel publishes it, a source apart from the enumeration.
+uint32_t loopbackIndex() {
+    std::ifstream file("/sys/class/net/lo/ifindex");
+    uint32_t index = 0;
+    file >> index;
+    return index;
+}
+
+TEST(IPAddressTest, EnumerationFindsTheLoopbackWithItsInterface) {
+    const uint32_t lo = loopbackIndex();
+    if (lo == 0) GTEST_SKIP() << "no loopback interface in /sys/class/net";
+    const IPAddress stale = fromGroups({0x2001, 0xdb8, 0, 0, 0, 0, 0, 1}, 80, 0);
+    const struct {
+        bool v6;
+        IPAddress loopback;
+    } rows[] = {
+        {true, fromGroups({0, 0, 0, 0, 0, 0, 0, 1}, 0, lo)},
+        {false, IPAddress(127, 0, 0, 1, 0)},
+    };
+    for (const auto& r : rows) {
+        BRINA::LocalAddressMap map{{stale, {"old", "old"}}};
+        ASSERT_TRUE(r.v6 ? BRINA::getMyLocalAddresV6(map) : BRINA::getMyLocalAddresV4(map));
+        EXPECT_EQ(map.count(stale), 0u);
+        IPAddress key = r.loopback;
+        key.setScope(lo);
+        ASSERT_EQ(map.count(key), 1u) << key.toString();
+        EXPECT_EQ(map[key].name, "lo");
+        EXPECT_EQ(map[key].description, "loopback, up, running");
+        for (const auto& entry : map) {
+            EXPECT_EQ(entry.first.port(), 0) << entry.first.toString();
+            EXPECT_NE(entry.first.scope(), 0u) << entry.first.toString();
+            EXPECT_FALSE(entry.second.name.empty()) << entry.first.toString();
+        }
+    }
+}
+
+TEST(IPAddressTest, FilteredEnumerationKeepsLinkLocalAndOptionallyTheLoopback) {
+    BRINA::LocalAddressMap all;
+    ASSERT_TRUE(BRINA::getMyLocalAddresV6(all));
+    for (bool withLoopback : {false, true}) {
+        BRINA::LocalAddressMap expected;
+        for (const auto& entry : all) {
+            const uint8_t* b = entry.first.bytes();
+            const bool loopback = entry.first == fromGroups({0, 0, 0, 0, 0, 0, 0, 1}, 0, entry.first.scope());
+            if ((b[0] == 0xFE && b[1] == 0x80) || (withLoopback && loopback)) expected.insert(entry);
+        }
+        BRINA::LocalAddressMap filtered{{fromGroups({0xfe80, 0, 0, 0, 0, 0, 0, 9}, 0, 99), {"old", "old"}}};
+        ASSERT_TRUE(BRINA::getMyLocalAddresV6(filtered, withLoopback));
+        EXPECT_EQ(filtered.size(), expected.size()) << withLoopback;
+        for (const auto& entry : expected)
+            EXPECT_EQ(filtered.count(entry.first), 1u) << entry.first.toString();
+    }
 }
 
 } // namespace
