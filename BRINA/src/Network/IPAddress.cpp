@@ -117,6 +117,7 @@ bool IPAddress::parseWithPort(const std::string& text) {
     for (size_t i = comma + 1; i < text.size(); ++i) {
         const char c = text[i];
         if (c < '0' || c > '9') return false;
+        // Modulo 65,536 digit by digit, so that any run of digits stays within range.
         number = (number * 10 + static_cast<uint32_t>(c - '0')) % 65536;
     }
     setPort(static_cast<uint16_t>(number));
@@ -139,6 +140,7 @@ bool IPAddress::parse4(const std::string& text) {
     }
     long number = port();
     if (comma != std::string::npos) {
+        // The port follows the numbers' reading, and wraps modulo 65,536 as that of parseWithPort does.
         number = readDecimal(text.substr(comma + 1));
         if (number < 0) return false;
     }
