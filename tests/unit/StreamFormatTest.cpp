@@ -1,4 +1,5 @@
 #include "StreamFormat.h"
+#include "Sync.h"
 
 #include <gtest/gtest.h>
 
@@ -148,6 +149,28 @@ TEST(StreamFormatTest, CompactForm) {
     };
     for (const auto& r : rows)
         EXPECT_EQ(StreamFormat(r.type, r.rate).compactForm(r.value), r.bytes) << std::hex << r.type;
+}
+
+TEST(StreamFormatTest, CanFormatPicksTheMaskByKindAndBitOrder) {
+    TESSERA::Sync sync;
+    sync.pcmMask = StreamFormat(0x0E03, 0x001E);       // 1 or 2 channels; 16, 24, 32 bits; 44.1/48 kHz x1, x2
+    sync.dsdLsbMask = StreamFormat(0x2510002, 0x0602); // LSB little; DSD64, DSD128
+    sync.dsdMsbMask = StreamFormat(0x2A10002, 0x0A02); // MSB big; DSD64, DSD256
+    const struct {
+        uint32_t type, rate;
+        bool taken;
+    } rows[] = {
+        {0x0202, 0x000A, true},      {0x0402, 0x0014, true},     {0x0202, 0x0022, false},
+        {0x0202, 0, true},           {0x1002, 0x000A, false},    {0x0204, 0x000A, false},
+        {0x0202, 0x1000000A, false}, {0x2510002, 0x0402, true},  {0x2510002, 0x0802, false},
+        {0x2A10002, 0x0802, true},   {0x2A10002, 0x0402, false}, {0x2910002, 0x0202, false},
+        {0x10000, 0x0402, true},     {0x10000, 0x0802, true},    {0x10000, 0x1002, false},
+        {0x10000, 0x000C, false},    {0x10000, 0, true},         {0x2410002, 0x0202, true},
+        {0x2810002, 0x0202, true},   {0x2C10002, 0x0C02, true},  {0x2C10004, 0x0202, false},
+        {0, 0x000A, false},          {0x400002, 0x0202, false},
+    };
+    for (const auto& r : rows)
+        EXPECT_EQ(sync.canFormat(r.type, r.rate), r.taken) << std::hex << r.type << " " << r.rate;
 }
 
 } // namespace
