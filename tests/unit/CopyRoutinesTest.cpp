@@ -1,6 +1,8 @@
 #include "CopyRoutines.h"
 #include "CopyReference.h"
 
+#include "AllocationCounter.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,20 +10,6 @@
 #include <new>
 #include <random>
 #include <vector>
-
-// Counts every allocation of the process, to show that the copy routines make none.
-static std::atomic<uint64_t> allocations{0};
-void* operator new(std::size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size ? size : 1)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
 
 namespace {
 
@@ -126,10 +114,10 @@ TEST(CopyRoutinesTest, RandomBuffersAtAnyOffsetMatchTheTable) {
 
 TEST(CopyRoutinesTest, AllocateNothing) {
     Bytes in(4096, 0x69), out(4096);
-    const uint64_t before = allocations.load();
+    const uint64_t before = TESTING::allocationCount();
     for (const auto& r : kRoutines)
         r.fast(out.data() + 1, in.data() + 3, 4092);
-    EXPECT_EQ(allocations.load(), before);
+    EXPECT_EQ(TESTING::allocationCount(), before);
 }
 
 } // namespace

@@ -2,22 +2,14 @@
 #include "LogSink.h"
 #include "LogStream.h"
 
+#include "AllocationCounter.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <new>
 #include <string>
-
-// Counts every allocation of the process, to show that an inactive statement costs none.
-static std::atomic<uint64_t> allocations{0};
-void* operator new(std::size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size ? size : 1)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -34,11 +26,11 @@ TEST_F(LogStreamTest, InactiveStatementsAllocateNothing) {
     const std::string big(100, 'x');
     for (int32_t threshold : {-1, 3, 6}) {
         BRINA::logThreshold = threshold;
-        const uint64_t before = allocations.load();
+        const uint64_t before = TESTING::allocationCount();
         for (int32_t level = threshold + 1; level <= 7; ++level) {
             LogStream(level, "never built ") << 42 << uint32_t{7} << uint64_t{9} << int64_t{-3} << 1.5 << big;
         }
-        EXPECT_EQ(allocations.load(), before) << "threshold " << threshold;
+        EXPECT_EQ(TESTING::allocationCount(), before) << "threshold " << threshold;
     }
 }
 
