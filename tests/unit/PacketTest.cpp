@@ -3,16 +3,26 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 namespace {
 
 using TESSERA::Packet;
-using TESSERA::PacketHeader;
 
 std::vector<uint8_t> bytesOf(BRINA::BufferCS_const b) {
     return std::vector<uint8_t>(b.data, b.data + b.size);
+}
+
+// "64 00 10 00" as bytes.
+std::vector<uint8_t> hex(const char* text) {
+    std::vector<uint8_t> out;
+    for (char* end = nullptr;; text = end) {
+        const unsigned long v = std::strtoul(text, &end, 16);
+        if (end == text) return out;
+        out.push_back(static_cast<uint8_t>(v));
+    }
 }
 
 // A datagram of length bytes whose header holds the given magic bytes and sizeField.
@@ -63,9 +73,8 @@ TEST(PacketTest, PaddingIsZeroEvenOverOldBytes) {
     for (uint32_t i = 0; i < 5; ++i)
         p.payload()[i] = 0xEE;
     p.writeHeader();
-    const std::vector<uint8_t> expected = {0x64, 0x00, 0x1B, 0x00, 0x0A, 0x00, 0,    0,    0,    0, 0, 0,
-                                           0,    0,    0,    0,    0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0, 0, 0};
-    EXPECT_EQ(bytesOf(p.datagram()), expected);
+    EXPECT_EQ(bytesOf(p.datagram()),
+              hex("64 00 1B 00 0A 00 00 00 00 00 00 00 00 00 00 00 EE EE EE EE EE 00 00 00"));
 }
 
 TEST(PacketTest, ValidityAtItsEdges) {
@@ -99,20 +108,18 @@ TEST(PacketTest, ValidityAtItsEdges) {
 TEST(PacketTest, ConstructorsLayTheirWordsLittleEndian) {
     const struct {
         Packet packet;
-        std::vector<uint8_t> bytes;
+        const char* bytes;
     } rows[] = {
-        {Packet(0x0102), {0x64, 0, 0x10, 0, 0x02, 0x01, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
-        {Packet(6, 0x1234, 0x5678, 0x9ABC, 0xDEF0),
-         {0x64, 0, 0x10, 0, 6, 0, 0, 0, 0x34, 0x12, 0x78, 0x56, 0xBC, 0x9A, 0xF0, 0xDE}},
+        {Packet(0x0102), "64 00 10 00 02 01 00 00 00 00 00 00 00 00 00 00"},
+        {Packet(6, 0x1234, 0x5678, 0x9ABC, 0xDEF0), "64 00 10 00 06 00 00 00 34 12 78 56 BC 9A F0 DE"},
         {Packet(8, uint32_t{0x11223344}, uint32_t{0x55667788}),
-         {0x64, 0, 0x10, 0, 8, 0, 0, 0, 0x44, 0x33, 0x22, 0x11, 0x88, 0x77, 0x66, 0x55}},
-        {Packet(24, uint64_t{0x0807060504030201}), {0x64, 0, 0x10, 0, 24, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8}},
+         "64 00 10 00 08 00 00 00 44 33 22 11 88 77 66 55"},
+        {Packet(24, uint64_t{0x0807060504030201}), "64 00 10 00 18 00 00 00 01 02 03 04 05 06 07 08"},
     };
     for (const auto& r : rows) {
-        EXPECT_EQ(r.packet.data(), r.packet.header().data());
-        EXPECT_EQ(r.packet.size(), 16u);
+        EXPECT_EQ(r.packet.data(), r.packet.header().data()); // header-only: no storage of its own
         EXPECT_EQ(r.packet.storageSize(), 0u);
-        EXPECT_EQ(std::vector<uint8_t>(r.packet.data(), r.packet.data() + 16), r.bytes);
+        EXPECT_EQ(bytesOf(BRINA::BufferCS_const(r.packet.data(), r.packet.size())), hex(r.bytes));
     }
 }
 
