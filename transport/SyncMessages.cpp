@@ -273,6 +273,7 @@ bool readSyncHostRequest(BufferCS_const message, uint64_t& productId, std::strin
     return Packet::readText(message, hostName);
 }
 
+// Nothing is read back from SYNCHOST_ANS: ours carries HasContent and nothing else.
 Packet syncHostAnswer() {
     return withContent(Packet(SYNCHOST_ANS));
 }

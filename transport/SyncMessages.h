@@ -62,6 +62,7 @@ struct StreamInfo {
     FeedbackValue feedback;  // of a feedback message
     bool invert = false;
 };
+// The note goes into word12, which the Host only logs: our Target puts the count of missing packets there.
 Packet resendRequest(uint16_t firstSequence, uint16_t note, bool invert);
 Packet feedbackInfo(uint16_t word8, uint16_t word10, uint16_t word12, bool invert);
 bool readStreamInfo(BRINA::BufferCS_const message, StreamInfo& info);
