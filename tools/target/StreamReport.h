@@ -21,6 +21,9 @@ struct StreamReport {
     double durationSeconds = 0;
     bool finalSeen = false;             // the Host marked its last packet and closed the stream
     bool closedByHost = false;          // DSICONNECT_REQ arrived
+    bool closedByTarget = false;        // the Target ended the stream with DSICONNECT_ANS (close, or a fault)
+    bool hostSilent = false;            // nothing came from the Host for 2 s, so the stream ended
+    uint64_t droppedByFaults = 0;       // STREAM_DATA datagrams dropped by the configured loss and bursts
     VerifierResult verifier;            // the test signal check
     bool bitPerfect() const { return verifier.bitPerfect() && gapsNeverFilled == 0; }
     std::string toJson() const;
