@@ -1,5 +1,6 @@
 #include "TransferConfig.h"
 
+#include "LogStream.h"
 #include "Time.h"
 
 #include <cmath>
@@ -10,6 +11,14 @@ namespace {
 
 constexpr uint32_t kStep = 50;                 // microseconds: the cycle moves in steps of this size
 constexpr uint32_t kLongestStep = 0x7FFFFFFFu; // the longest cycle that wrap-aware comparisons can order
+// A search settles in a few steps (fits, jumps to the limit, or repeats); more means a wrapped clock.
+constexpr uint32_t kSearchSteps = 64;
+
+// limitCycle as a float times 1.03 as a double, truncated; an overlong product wraps like any time value.
+uint32_t withMargin(uint32_t limit) {
+    return static_cast<uint32_t>(
+        static_cast<uint64_t>(static_cast<double>(static_cast<float>(limit)) * 1.03));
+}
 
 } // namespace
 
@@ -161,6 +170,112 @@ bool TransferConfig::configTransferVarASIO(uint32_t bytes) {
     framesQ14 = (n / frame) << 14;
     transferMode = VarMode;
     return true;
+}
+
+bool TransferConfig::base(uint32_t start) {
+    const bool var = (profileFlags & ProfileVar) != 0;
+    if ((profileFlags & ProfileAutoCount) != 0 || forceAuto) return autoCount(var, start);
+    return var ? configTransferVar(start, 1) : configTransferFix(start, 1);
+}
+
+bool TransferConfig::accepted(uint32_t result, uint32_t shortest) const {
+    using BRINA::timeAfter;
+    using BRINA::timeBefore;
+    if (timeBefore(result, shortest)) return false;
+    if ((profileFlags & ProfileNoUpperLimit) != 0) return true;
+    if (timeBefore(result, profileMin * 10u)) return false;
+    // FixMode searching upward from the shortest cycle has no upper bound.
+    const bool fixFromMin = (profileFlags & (ProfileCycleFromMin | ProfileVar)) == ProfileCycleFromMin;
+    return fixFromMin || !timeAfter(result, profileMax * 10u);
+}
+
+// Steps upward from the shortest cycle until a result passes.
+bool TransferConfig::searchFromMin(uint32_t shortest) {
+    using BRINA::timeAfter;
+    using BRINA::timeBefore;
+    const bool var = (profileFlags & ProfileVar) != 0;
+    const bool noUpper = (profileFlags & ProfileNoUpperLimit) != 0;
+    uint32_t c = profileMin * 10u;
+    if (timeBefore(c, limitCycle)) c = limitCycle;
+    if (!var && noUpper && timeAfter(c, limitCycle)) c = limitCycle;
+    uint32_t last = 0;
+    for (uint32_t step = 0; step < kSearchSteps; ++step) {
+        if (!base(c)) {
+            // A plan that fails at a cycle fails at every longer one; only a cycle of 0 tries again.
+            if (c != 0) return false;
+            c = kStep;
+            continue;
+        }
+        if (accepted(cycle, shortest)) return true;
+        if (cycle == last) return false;
+        last = cycle;
+        if (cycle == c && var && !noUpper && timeAfter(c, profileMax * 10u)) {
+            return false; // every longer cycle fits as well, and lies past the upper bound too
+        }
+        if (cycle == c && timeBefore(c, shortest)) {
+            // The steps before the limit would all fit and all be refused: skip them.
+            c += kStep * ((shortest - c - 1) / kStep);
+            last = c;
+        }
+        c += kStep;
+    }
+    return false;
+}
+
+bool TransferConfig::configProfile() {
+    cycle = 0;
+    if (profileMin == 0 && profileMax == 0 && profileFlags == 0) return false;
+    BRINA::LogStream(6, "PROFILE min=") << profileMin << " max=" << profileMax << " prof" << profileFlags
+                                        << " config" << format.toU64() << " PackDataSize" << PackDataSize
+                                        << " PackDataCount" << PackDataCount << " limitCycle" << limitCycle;
+    // Bit 0x10 (a random profile) is ignored: with ProfileVar beside it the search plans VarMode.
+    const bool var = (profileFlags & ProfileVar) != 0;
+    const uint32_t shortest = var ? withMargin(limitCycle) : limitCycle;
+    if ((profileFlags & ProfileCycleFromMin) != 0) {
+        if (!searchFromMin(shortest)) return false;
+    } else {
+        if (!base(profileMax * 10u)) return false;
+        if (!accepted(cycle, shortest)) {
+            // VarMode without an upper limit keeps a cycle shorter than the limit, without the closing line.
+            return var && (profileFlags & ProfileNoUpperLimit) != 0;
+        }
+    }
+    BRINA::LogStream(6, "PROFILE done ") << (var ? "Var" : "Fix");
+    return true;
+}
+
+// The fallback: the Auto form at the given cycle, lengthened until it is not before the limit with margin.
+bool TransferConfig::fallback(uint32_t start) {
+    const bool var = (profileFlags & ProfileVar) != 0;
+    const uint32_t shortest = withMargin(limitCycle);
+    bool planned = autoCount(var, start);
+    if (planned && cycle == start && BRINA::timeBefore(start, shortest)) {
+        // Steps up to the limit fit if the last does; a shortened result repeats at every longer start.
+        const uint32_t c = start + kStep * ((shortest - start + kStep - 1) / kStep);
+        planned = autoCount(var, c);
+    }
+    return planned;
+}
+
+bool TransferConfig::configAuto(uint32_t start) {
+    BRINA::LogStream(6, "configTransferAuto ") << start;
+    bool planned = configProfile();
+    if (!planned) {
+        forceAuto = true;
+        planned = configProfile();
+        if (planned) forceAuto = false;
+    }
+    if (!planned) {
+        BRINA::LogStream(6, "configTransferAuto falt");
+        const uint16_t keptCount = PackDataCount;
+        PackDataCount = 0xFFFF;
+        planned = fallback(start != 0 ? start : limitCycle);
+        PackDataCount = keptCount;
+        forceAuto = false;
+        if (!planned) cycle = 0; // no plan: nothing stale for the caller to stream with
+    }
+    BRINA::LogStream(6, "configTransferAuto done");
+    return planned;
 }
 
 } // namespace TESSERA

@@ -40,11 +40,19 @@ struct TransferConfig {
     bool configTransferRandom(uint32_t limit, uint32_t cycle, uint32_t maxCount);
     // VarMode with a given number of bytes per cycle (one ASIO buffer).
     bool configTransferVarASIO(uint32_t bytes);
+    // The search by the Target's profile.
+    bool configProfile();
+    // The profile search and its fallbacks; false only when no calculation can plan this format and size.
+    bool configAuto(uint32_t cycle);
 
     TransferProfile result() const;
 
 private:
     bool autoCount(bool var, uint32_t start);
+    bool base(uint32_t start);
+    bool accepted(uint32_t result, uint32_t shortest) const;
+    bool searchFromMin(uint32_t shortest);
+    bool fallback(uint32_t start);
     bool plannable(uint32_t start) const;
     uint32_t room(uint32_t maxCount) const;
     uint64_t cycleBytes(uint32_t cycleTime, bool margin) const;

@@ -1,16 +1,21 @@
 #include "TransferConfig.h"
+#include "LogCapture.h"
 
 #include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
 
 namespace {
 
 using TESSERA::StreamFormat;
 using TESSERA::TransferConfig;
 
-const StreamFormat cd(0x202, 0x000A);      // 44,100 Hz, 16-bit, stereo: B 176,400, F 4
-const StreamFormat hiRes(0x402, 0x0024);   // 192,000 Hz, 24-bit, stereo: B 1,152,000, F 6
-const StreamFormat mono48(0x201, 0x000C);  // 48,000 Hz, 16-bit, mono: B 96,000, F 2
-const StreamFormat widest(0x1020, 0x0104); // 1,536,000 Hz, 64-bit, 16 channels: B 196,608,000, F 128
+const StreamFormat cd(0x202, 0x000A);           // 44,100 Hz, 16-bit, stereo: B 176,400, F 4
+const StreamFormat hiRes(0x402, 0x0024);        // 192,000 Hz, 24-bit, stereo: B 1,152,000, F 6
+const StreamFormat mono48(0x201, 0x000C);       // 48,000 Hz, 16-bit, mono: B 96,000, F 2
+const StreamFormat widest(0x1020, 0x0104);      // 1,536,000 Hz, 64-bit, 16 channels: B 196,608,000, F 128
+const StreamFormat dsd512x8(0x2510010, 0x8004); // 196,608,000 Hz DSD, 8 channels: B 196,608,000, F 32
 constexpr uint32_t kUntouched = 7;
 
 TransferConfig configFor(StreamFormat format, uint16_t size, uint16_t count, uint32_t limitCycle = 400) {
@@ -106,6 +111,93 @@ TEST(TransferConfigTest, CalculationsGiveTheDocumentedPlans) {
         EXPECT_EQ(config.fixedPacketBytes, r.fixedPacketBytes);
         EXPECT_EQ(config.transferMode, r.mode);
         EXPECT_EQ(config.randomLimit, ok && r.op == Random ? r.a : 0u);
+    }
+}
+
+const std::string kDone = "PROFILE done ";
+
+std::string profileLine(uint16_t min, uint16_t max, uint16_t flags, uint32_t limit) {
+    // 42949673474 is the 44,100 Hz 16-bit stereo word as one number: rate word 0xA over type word 0x202.
+    return "PROFILE min=" + std::to_string(min) + " max=" + std::to_string(max) + " prof" +
+           std::to_string(flags) + " config42949673474 PackDataSize1428 PackDataCount10 limitCycle" +
+           std::to_string(limit);
+}
+
+// 44,100 Hz 16-bit stereo, one packet of 1428 bytes: FixMode holds cycles up to 7800 on the 50-grid from
+// 10,000, VarMode up to 8096; the limit with margin is 412 for VarMode, 10,300 for 10,000.
+TEST(TransferConfigTest, ProfileSearchAcceptsAsTheTableSays) {
+    struct Row {
+        uint16_t flags, min, max;
+        uint32_t limit;
+        bool ok;
+        uint32_t cycle;
+        const char* done; // the closing line's mode, or null for none
+    } rows[] = {
+        {0x00, 50, 200, 400, true, 2000, "Fix"},      {0x00, 50, 1000, 400, true, 7800, "Fix"},
+        {0x00, 50, 30, 400, false, 300, nullptr},     {0x01, 0, 30, 400, false, 300, nullptr},
+        {0x03, 0, 30, 400, true, 300, nullptr},       {0x02, 50, 1000, 400, true, 8096, "Var"},
+        {0x02, 900, 1000, 400, false, 8096, nullptr}, {0x12, 10, 100, 400, true, 1000, "Var"},
+        {0x04, 50, 60, 400, true, 500, "Fix"},        {0x04, 10, 0, 400, true, 400, "Fix"},
+        {0x04, 900, 0, 400, false, 7800, nullptr},    {0x05, 900, 0, 400, true, 400, "Fix"},
+        {0x06, 10, 100, 400, true, 450, "Var"},       {0x06, 50, 40, 400, false, 500, nullptr},
+        {0x07, 10, 0, 400, true, 450, "Var"},         {0x07, 0, 0, 10000, false, 8096, nullptr},
+        {0x0C, 900, 0, 400, true, 9000, "Fix"},       {0x0F, 0, 0, 10000, true, 10300, "Var"},
+    };
+    for (const auto& r : rows) {
+        TESTING::LogCapture log(6);
+        TransferConfig config = configFor(cd, 1428, 10, r.limit);
+        config.profileFlags = r.flags;
+        config.profileMin = r.min;
+        config.profileMax = r.max;
+        SCOPED_TRACE(testing::Message() << "flags " << r.flags << " min " << r.min << " max " << r.max);
+        EXPECT_EQ(config.configProfile(), r.ok);
+        EXPECT_EQ(config.cycle, r.cycle);
+        std::vector<std::string> expected{profileLine(r.min, r.max, r.flags, r.limit)};
+        if (r.done) expected.push_back(kDone + r.done);
+        EXPECT_EQ(log.messages(), expected);
+    }
+}
+
+TEST(TransferConfigTest, AutoFallsBackAndRestoresTheCount) {
+    struct Row {
+        const char* what;
+        StreamFormat format;
+        uint16_t size, flags, min, max;
+        uint32_t start;
+        bool ok, falls;
+        uint32_t cycle, mode;
+    } rows[] = {
+        // No profile: FixAuto at limitCycle, lengthened past 400 x 1.03 in one step of 50.
+        {"no profile", cd, 1428, 0, 0, 0, 0, true, true, 450, TESSERA::FixMode},
+        {"no profile, cycle", cd, 1428, 0, 0, 0, 1000, true, true, 1000, TESSERA::FixMode},
+        {"forced count", cd, 1428, 0x04, 900, 0, 0, true, false, 9000, TESSERA::FixMode},
+        {"var inverted bounds", cd, 1428, 0x02, 900, 850, 0, true, true, 450, TESSERA::VarMode},
+        {"no packet size", cd, 0, 0, 0, 0, 1000, false, true, 0, TESSERA::VarMode},
+        // A one-byte packet: the longest cycle that 65,535 bytes hold stays short of the limit at every
+        // start, so the fallback keeps it instead of stepping on for ever.
+        {"cannot reach limit", dsd512x8, 1, 0, 0, 0, 0, true, true, 50, TESSERA::FixMode},
+    };
+    for (const auto& r : rows) {
+        TESTING::LogCapture log(6);
+        TransferConfig config = configFor(r.format, r.size, 10);
+        config.transferMode = TESSERA::VarMode;
+        config.profileFlags = r.flags;
+        config.profileMin = r.min;
+        config.profileMax = r.max;
+        SCOPED_TRACE(r.what);
+        EXPECT_EQ(config.configAuto(r.start), r.ok);
+        EXPECT_EQ(config.cycle, r.cycle);
+        EXPECT_EQ(config.transferMode, r.mode);
+        EXPECT_EQ(config.PackDataCount, 10);
+        EXPECT_FALSE(config.forceAuto);
+        const auto lines = log.messages();
+        ASSERT_GE(lines.size(), 2u);
+        EXPECT_EQ(lines.front(), "configTransferAuto " + std::to_string(r.start));
+        EXPECT_EQ(lines.back(), "configTransferAuto done");
+        EXPECT_EQ(log.contains("configTransferAuto falt"), r.falls);
+        if (r.flags == 0) {
+            EXPECT_EQ(lines.size(), 3u); // no profile: no search lines at all
+        }
     }
 }
 
