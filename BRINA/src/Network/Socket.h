@@ -64,11 +64,14 @@ public:
     uint32_t socketType() const { return type; }
 
 private:
-    intptr_t handle;
-    IPAddress peer;
+    // The one path of all sends: one attempt, or with retry on until the system took every byte.
+    bool sendAll(const IPAddress& to, bool ipv4Record, const uint8_t* data, uint32_t size, bool retry);
+
+    intptr_t handle = -1; // -1 is invalid
+    IPAddress peer;       // default destination of send(), scope already resolved by setPeer()
     uint32_t type = 0;
     bool blocking = true;
-    uint32_t scope = 0;
+    uint32_t scope = 0; // interface index the socket is bound to; 0 for none
 };
 
 } // namespace BRINA
