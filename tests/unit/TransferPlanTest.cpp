@@ -145,6 +145,8 @@ TEST(TransferPlanTest, EveryFormatSizeAndCountKeepsThePlanPromises) {
                         // Only Random may refuse: every other room is at least 14,280 bytes, and holds 50
                         // microseconds of the fastest format (10,240 bytes).
                         EXPECT_EQ(mode, Random);
+                        TransferConfig fix = c;
+                        EXPECT_TRUE(fix.configTransferFix(kCycle, 0) && fix.cycle <= kRandomLimit);
                         note("refused, the room holds no cycle longer than the random limit");
                         continue;
                     }
@@ -157,13 +159,13 @@ TEST(TransferPlanTest, EveryFormatSizeAndCountKeepsThePlanPromises) {
                     } else {
                         EXPECT_EQ(c.PackDataCount, count);
                         // The search and the fallback promise the limit with margin. Excluded: FixAuto stops
-                        // at the first packet count that gains no step of 50 microseconds, so where a packet
-                        // holds less than a step it stops short at every start, and lengthening the start
-                        // can't help (as written, the fallback would step on for ever).
+                        // at the first packet count that gains no 50-microsecond step, so where a packet
+                        // holds less than a step it stalls short at every start, the fallback's next (450)
+                        // too.
                         TransferConfig probe = c;
                         probe.PackDataCount = 0xFFFF;
                         if (c.transferMode == TESSERA::FixMode && c.cycle < kShortest &&
-                            probe.configTransferFixAuto(kShortest + 38) && probe.cycle < kShortest) {
+                            probe.configTransferFixAuto(kLimit + 50) && probe.cycle < kShortest) {
                             note("below the limit: FixAuto stalls short of it at every start");
                         } else {
                             EXPECT_GE(c.cycle, kShortest);
