@@ -46,12 +46,4 @@ TEST(ArrivalJitterTest, DeviationFromTheMedianInterval) {
     }
 }
 
-TEST(ArrivalJitterTest, TypicalCycleFollowsTheIntervals) {
-    TESSERA::ArrivalJitter jitter;
-    EXPECT_EQ(jitter.typicalCycleUs(), 0u);
-    for (uint64_t t = 0; t <= 100 * 2500; t += 2500)
-        jitter.cycleEnd(t);
-    EXPECT_EQ(jitter.typicalCycleUs(), 2500u);
-}
-
 } // namespace
