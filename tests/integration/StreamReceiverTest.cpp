@@ -13,6 +13,7 @@
 #include <future>
 #include <iterator>
 #include <mutex>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -125,7 +126,9 @@ const Bytes kDisconnectAnswer = {0x64, 0, 0x10, 0, 0x0D, 0, 0x01, 0, 0, 0, 0, 0,
 
 TEST(StreamReceiverTest, InOrderStreamIsBitPerfectAndEndsWithTheClosingExchange) {
     OutputConfig config = quiet();
-    config.reportPath = testing::TempDir() + "stream_receiver_report.json";
+    // A name of its own, so that runs side by side (several builds at once) don't share the file.
+    config.reportPath =
+        testing::TempDir() + "stream_report_" + std::to_string(std::random_device{}()) + ".json";
     ScriptedHost host(config);
     ASSERT_TRUE(host.ready);
     Socket stranger;
