@@ -1,10 +1,21 @@
 #pragma once
-// The Sync session: everything the Host holds for its stream to one Target. For now the formats: what the
-// host delivers, what goes on the wire, what the Target takes, and the routine that copies between them.
+// The Sync session: everything the Host holds for its stream to one Target: its sockets, what it learnt
+// from the Target, the formats and the routine that copies between them, and the transfer plan.
 #include "CopyRoutines.h"
+#include "Network/IPAddress.h"
+#include "Network/Socket.h"
+#include "Stream.h"
 #include "StreamFormat.h"
+#include "TransferConfig.h"
+#include "TransferProfile.h"
 
+#include <array>
+#include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
 
 namespace TESSERA {
 
@@ -12,10 +23,48 @@ namespace TESSERA {
 // derives from it.
 class Sync {
 public:
-    Sync() = default;
-    virtual ~Sync() = default;
+    // The states of a stream, shared by the caller's thread and the worker.
+    enum SyncState : uint32_t { Idle = 0, Connecting = 1, Streaming = 2, Disconnecting = 3 };
+    static constexpr uint32_t kReleaseNumber = 112;
+    static constexpr uint16_t kTargetLogPort = 19642;
+
+    Sync();
+    // Does what close does.
+    virtual ~Sync();
     Sync(const Sync&) = delete;
     Sync& operator=(const Sync&) = delete;
+
+    // The next block of audio for the worker; the stream buffer provides it.
+    virtual bool getNewStream(Stream& out);
+    // The worker used blocks in this cycle; the stream buffer refills.
+    virtual bool streamTaken();
+
+    // Opens both sockets on the unspecified address with the Target's scope; starts the Target log thread
+    // at log level 6 or more.
+    bool open(uint32_t threadMode, uint32_t infoCycle, uint16_t scope, const std::string& hostName, uint64_t productId);
+    // Closes both sockets, then joins the threads.
+    void close();
+    // Every question of the negotiation, in order; false when a mandatory answer is missing.
+    bool getInfo(const BRINA::IPAddress& target, uint32_t latencyMicroseconds, bool nopBreak);
+    bool getSinkFormats(const BRINA::IPAddress& target);
+    bool getProfile(const BRINA::IPAddress& target);
+    bool isAlive();
+    // The probing form of the data size question; mtu in and out.
+    bool probeMtu(const BRINA::IPAddress& target, uint16_t& mtu);
+    void setDataSize(uint16_t mtu, uint16_t max);
+    void setThreadMode(uint32_t value) { threadMode.store(value, std::memory_order_relaxed); }
+    void setHostPhase(bool value) { hostPhaseInvert.store(value, std::memory_order_relaxed); }
+    // Latency in microseconds: the agreed one and the Target's hardware.
+    uint32_t getLatency() const { return (static_cast<uint32_t>(latency) + hwLatency) * 100u; }
+
+    // Plans of the transfer: rows 0 and 1 from the Target's profile and two limits.
+    void configTransferAuto(uint32_t limit, uint32_t cycle, uint32_t lowLimit);
+    bool configTransferFixAuto(uint32_t cycle);
+    bool configTransferVarAuto(uint32_t cycle);
+    bool configTransferRandom(uint32_t limit, uint32_t cycle, uint32_t maxCount);
+    void setTransferProfile(const TransferProfile& record);
+    // config with the session's format and limits, and the given shortest cycle.
+    void prepareConfig(uint32_t limitCycle);
 
     // Whether the Target takes this concrete format, by the capability mask that its kind and bit order pick.
     bool canFormat(uint32_t typeWord, uint32_t rateWord) const;
@@ -37,6 +86,43 @@ public:
     StreamFormat pcmMask;
     StreamFormat dsdLsbMask;
     StreamFormat dsdMsbMask;
+
+    // The worker; started by connect, joined by disconnect, the next connect or close.
+    std::thread workerThread;
+    // Every control exchange and the stream itself: the host's thread until the worker exists, then the worker.
+    BRINA::Socket controlSocket;
+    // The Target log exchange; used by logThread alone once it runs.
+    BRINA::Socket logSocket;
+    std::thread logThread;
+    std::mutex connectMutex;
+    std::condition_variable connectCondition;
+    // Written by the caller's thread (connect, disconnect) and the worker; read by both at their next use.
+    std::atomic<uint32_t> state{Idle};
+    // Written by the caller's thread (play, stop); read by the worker at each filling of a packet.
+    std::atomic<bool> playing{false};
+    // The Target's control endpoint, and the same address at the log port. targetLog is written by getInfo
+    // before it raises logRestart, and read by logThread after it has cleared the flag.
+    BRINA::IPAddress target;
+    BRINA::IPAddress targetLog;
+    std::atomic<bool> logRestart{false};
+    uint16_t latency = 0;   // 100 us units, agreed with the Target
+    uint16_t hwLatency = 0; // 100 us units, the Target's hardware
+    // Written by the host's thread between streams (and by the worker's set-up); read by the worker.
+    std::atomic<uint32_t> threadMode{0};
+    // Written by the host's thread at any time; read by the worker at each feedback.
+    std::atomic<bool> hostPhaseInvert{false};
+    uint32_t infoCycle = 0;      // microseconds between info requests
+    uint16_t maxPacketSize = 0;  // largest STREAM_DATA payload
+    uint16_t maxPacketCount = 0; // most packets in one cycle
+    std::array<TransferProfile, 10> profiles{};
+    int32_t profileCount = 0;
+    TransferConfig config;
+    bool lowCpu = false;
+    std::string hostName;
+    uint64_t productId = 0;
+
+private:
+    void targetLogThread();
 };
 
 } // namespace TESSERA

@@ -11,6 +11,7 @@ namespace {
 std::atomic<uint32_t> clockOffset{0};
 } // namespace
 
+// Whole microseconds in 64 bits, cut to 32 at the end: no product that a long uptime could overflow.
 uint32_t nowMicroseconds() {
     return static_cast<uint32_t>(osMonotonicMicroseconds()) + clockOffset.load(std::memory_order_relaxed);
 }

@@ -73,10 +73,10 @@ int main(int argc, char** argv) {
         int32_t level;
         const char* name;
         const char* text;
-    } lines[] = {{3, "error", "an error: the Target refused the format"},
-                 {4, "warning", "a warning: the stream buffer ran empty"},
-                 {6, "progress", "progress: start SPEED=44100"},
-                 {7, "debug", "debug detail: sendAck RCV:8"}};
+    } lines[] = {{3, "an error", "an error: the Target refused the format"},
+                 {4, "a warning", "a warning: the stream buffer ran empty"},
+                 {6, "a progress", "progress: start SPEED=44100"},
+                 {7, "a debug", "debug detail: sendAck RCV:8"}};
     int expected = 0;
     int received = 0;
     std::vector<uint8_t> datagram;
@@ -84,7 +84,7 @@ int main(int argc, char** argv) {
         BRINA::LogStream(l.level, l.text) << " (level " << l.level << ")";
         const bool active = l.level <= level;
         expected += active;
-        std::printf("wrote a %s line at level %d%s\n", l.name, l.level, active ? "" : ": above the level, not built");
+        std::printf("wrote %s line at level %d%s\n", l.name, l.level, active ? "" : ": above the level, not built");
         if (!active) continue;
         BRINA::IPAddress from;
         if (listener.wait(500000) != BRINA::Socket::WaitReadable || !listener.receive(datagram, from) ||
