@@ -245,7 +245,9 @@ TEST_F(SoftwareTargetTest, ConnectAcceptsOrRefuses) {
         r.configure(config.outputs[0]);
         ASSERT_NO_FATAL_FAILURE(start(config));
         const Packet request = SM::connectRequest(r.format);
-        const Bytes answer = host.ask(control(0), request);
+        // A Host of its own per row: the last row's stream closes towards the last row's Host.
+        TESTING::ScriptedHost rowHost;
+        const Bytes answer = rowHost.ask(control(0), request);
         const PacketHeader h = headerOf(answer);
         switch (r.expect) {
         case Expect::Normal:
