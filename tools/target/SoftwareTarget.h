@@ -33,9 +33,9 @@ public:
     void log(const std::string& text) { targetLog.line(text); }
     TargetLog& logger() { return targetLog; }
 
-    // The ports actually bound, valid after start.
+    // The ports actually bound, valid after start; output counts from 0 and must exist.
     uint16_t discoveryPort() const { return discovery.port(); }
-    uint16_t controlPort(size_t output) const { return outputs.at(output)->port(); }
+    uint16_t controlPort(size_t output) const { return outputs[output]->port(); }
     const TargetConfig& config() const { return cfg; }
     TargetStatus status() const;
 
