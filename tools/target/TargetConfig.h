@@ -56,12 +56,16 @@ struct TargetConfig {
     uint64_t productId = 0;        // 0: made from "QUINTARA"
     std::string infoText = "Tessera software Target at [myaddress]";
     BRINA::IPAddress bindAddress;  // where all sockets bind; the unspecified address binds everywhere
-    uint16_t discoveryPort = 19642;
+    uint16_t discoveryPort = 19642; // 0: the system picks one (tests)
     bool notify = false;           // NOTIFY to ff02::1 port 19643 every second (inside a test namespace only)
+    uint32_t notifyLimit = 3600;   // NOTIFY stops by itself after this many (an hour at one a second)
     std::vector<OutputConfig> outputs{OutputConfig{}};
 };
 
 // The product id of a text of eight ASCII characters, the first in the lowest byte; all ones otherwise.
 uint64_t productIdOf(const std::string& text);
+
+// The system's own product text, which a productId of 0 stands for.
+constexpr char kOwnProductText[] = "QUINTARA";
 
 } // namespace TESSERA
