@@ -18,12 +18,17 @@ using namespace SyncMessages;
 namespace {
 
 bool hasContent(const std::vector<uint8_t>& answer) {
-    return answer.size() >= PacketHeader::kSize && (BRINA::readLE16(answer.data() + 6) & PacketFlag::HasContent);
+    return answer.size() >= PacketHeader::kSize &&
+           (BRINA::readLE16(answer.data() + 6) & PacketFlag::HasContent);
 }
 
-uint16_t word(const std::vector<uint8_t>& answer, uint32_t offset) { return BRINA::readLE16(answer.data() + offset); }
+uint16_t word(const std::vector<uint8_t>& answer, uint32_t offset) {
+    return BRINA::readLE16(answer.data() + offset);
+}
 
-uint64_t value64(const std::vector<uint8_t>& answer) { return BRINA::readLE64(answer.data() + 8); }
+uint64_t value64(const std::vector<uint8_t>& answer) {
+    return BRINA::readLE64(answer.data() + 8);
+}
 
 } // namespace
 
@@ -32,7 +37,9 @@ Sync::Sync() {
     config.packetCount = 1;
 }
 
-Sync::~Sync() { close(); }
+Sync::~Sync() {
+    close();
+}
 
 bool Sync::getNewStream(Stream& out) {
     out = Stream{};
@@ -40,7 +47,9 @@ bool Sync::getNewStream(Stream& out) {
     return false;
 }
 
-bool Sync::streamTaken() { return true; }
+bool Sync::streamTaken() {
+    return true;
+}
 
 bool Sync::open(uint32_t mode, uint32_t info, uint16_t scope, const std::string& name, uint64_t product) {
     BRINA::LogStream(6, "Tessera Sync Library ReleaseNo : ") << kReleaseNumber << " [" << scope << "]";
@@ -63,17 +72,20 @@ bool Sync::open(uint32_t mode, uint32_t info, uint16_t scope, const std::string&
     anyLog.setScope(scope);
     if (!logSocket.open(BRINA::Socket::IPv6Datagram) || !logSocket.bind(anyLog)) return false;
     logRestart.store(false);
+    logStop.store(false, std::memory_order_relaxed);
     if (BRINA::logThreshold.load(std::memory_order_relaxed) >= 6 && !logThread.joinable())
         logThread = std::thread(&Sync::targetLogThread, this);
     return true;
 }
 
 void Sync::close() {
-    // Closing the sockets first ends the log thread, whose wait or receive then fails.
-    controlSocket.close();
-    logSocket.close();
+    // The threads end by their flag within one bounded wait, and only then are the sockets closed: closing a
+    // socket under a waiting thread would let the system hand its number to a new socket meanwhile.
+    logStop.store(true, std::memory_order_relaxed);
     if (workerThread.joinable()) workerThread.join();
     if (logThread.joinable()) logThread.join();
+    controlSocket.close();
+    logSocket.close();
 }
 
 void Sync::setDataSize(uint16_t mtu, uint16_t max) {
@@ -135,16 +147,18 @@ bool Sync::getInfo(const BRINA::IPAddress& to, uint32_t latencyMicroseconds, boo
             !hasContent(answer))
             return false;
         latency = word(answer, 8);
-        BRINA::LogStream(6, "LATENCY_REQ hw=") << uint32_t{hwLatency} * 100u << "us request=" << uint32_t{request} * 100u
-                                                << "us latency=" << uint32_t{latency} * 100u << "us";
+        BRINA::LogStream(6, "LATENCY_REQ hw=")
+            << uint32_t{hwLatency} * 100u << "us request=" << uint32_t{request} * 100u
+            << "us latency=" << uint32_t{latency} * 100u << "us";
     } else {
         latency = word(answer, 8);
-        BRINA::LogStream(6, "LATENCY_REQ hw=") << uint32_t{hwLatency} * 100u << "us latency=" << uint32_t{latency} * 100u
-                                                << "us";
+        BRINA::LogStream(6, "LATENCY_REQ hw=")
+            << uint32_t{hwLatency} * 100u << "us latency=" << uint32_t{latency} * 100u << "us";
     }
 
     uint16_t mtu = 1500, max = 15000;
-    if (sendAck(controlSocket, to, dataSizeRequest(), DATASIZE_ANS, answer, kAckTimeout) && hasContent(answer)) {
+    if (sendAck(controlSocket, to, dataSizeRequest(), DATASIZE_ANS, answer, kAckTimeout) &&
+        hasContent(answer)) {
         mtu = word(answer, 8);
         max = word(answer, 10);
         BRINA::LogStream(6, "DATASIZE_REQ mtu=") << mtu << " max=" << max;
@@ -172,14 +186,15 @@ bool Sync::probeMtu(const BRINA::IPAddress& to, uint16_t& mtu) {
     mtu = 0;
     std::vector<uint8_t> answer;
     const bool sent = sendAck(controlSocket, to, probe, DATASIZE_ANS, answer, kAckTimeout);
-    if (sent && hasContent(answer) && word(answer, 14) == sum) mtu = static_cast<uint16_t>(word(answer, 12) + 64u);
+    if (sent && hasContent(answer) && word(answer, 14) == sum)
+        mtu = static_cast<uint16_t>(word(answer, 12) + 64u);
     return sent;
 }
 
 void Sync::targetLogThread() {
     std::vector<uint8_t> datagram;
     BRINA::IPAddress from;
-    for (;;) {
+    while (!logStop.load(std::memory_order_relaxed)) {
         if (logRestart.exchange(false, std::memory_order_acquire)) {
             std::vector<uint8_t> answer;
             const bool on = BRINA::logThreshold.load(std::memory_order_relaxed) >= 6;

@@ -41,7 +41,8 @@ public:
 
     // Opens both sockets on the unspecified address with the Target's scope; starts the Target log thread
     // at log level 6 or more.
-    bool open(uint32_t threadMode, uint32_t infoCycle, uint16_t scope, const std::string& hostName, uint64_t productId);
+    bool open(uint32_t threadMode, uint32_t infoCycle, uint16_t scope, const std::string& hostName,
+              uint64_t productId);
     // Closes both sockets, then joins the threads.
     void close();
     // Every question of the negotiation, in order; false when a mandatory answer is missing.
@@ -89,7 +90,8 @@ public:
 
     // The worker; started by connect, joined by disconnect, the next connect or close.
     std::thread workerThread;
-    // Every control exchange and the stream itself: the host's thread until the worker exists, then the worker.
+    // Every control exchange and the stream itself: the host's thread until the worker exists, then the
+    // worker.
     BRINA::Socket controlSocket;
     // The Target log exchange; used by logThread alone once it runs.
     BRINA::Socket logSocket;
@@ -123,6 +125,8 @@ public:
 
 private:
     void targetLogThread();
+    // Set by close, read by the log thread at each bounded wait: it ends before its socket is closed.
+    std::atomic<bool> logStop{false};
 };
 
 } // namespace TESSERA

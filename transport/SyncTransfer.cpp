@@ -37,8 +37,8 @@ bool Sync::configTransferRandom(uint32_t limit, uint32_t cycle, uint32_t maxCoun
 }
 
 void Sync::configTransferAuto(uint32_t limit, uint32_t cycle, uint32_t lowLimit) {
-    BRINA::LogStream(6, "configTransferAuto ") << " limit" << limit << " maxPacketSize" << maxPacketSize
-                                               << " maxPacketCount" << maxPacketCount;
+    BRINA::LogStream(6, "configTransferAuto ")
+        << " limit" << limit << " maxPacketSize" << maxPacketSize << " maxPacketCount" << maxPacketCount;
     prepareConfig(limit);
     config.configAuto(cycle);
     profiles[0] = config.result();

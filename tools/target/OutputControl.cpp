@@ -114,6 +114,7 @@ void OutputControl::handle(const std::vector<uint8_t>& datagram, const IPAddress
         return;
     }
     case NOPBREAK_REQ:
+        log.line("NOPBREAK_REQ" + asker);
         send(SyncMessages::nopBreakAnswer(), from);
         return;
     case CONNECT_REQ:
