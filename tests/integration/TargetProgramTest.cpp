@@ -1,33 +1,16 @@
 // The tessera-target program as a user runs it: its help, its refusals and its exit status.
+#include "ProgramRun.h"
+
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <string>
 
 namespace {
 
-struct ProgramRun {
-    int status = -1;
-    std::string output; // stdout and stderr together
-};
+using TESTING::ProgramRun;
 
 ProgramRun run(const std::string& arguments) {
-    const std::string program = std::string(TESSERA_BUILD_DIR) + "/tools/target/tessera-target";
-    const std::string file =
-        ::testing::TempDir() + "tessera-target-" + std::to_string(std::random_device{}());
-    ProgramRun result;
-    const int raw = std::system((program + " " + arguments + " > " + file + " 2>&1 < /dev/null").c_str());
-    if (raw != -1 && WIFEXITED(raw)) result.status = WEXITSTATUS(raw);
-    std::stringstream text;
-    text << std::ifstream(file).rdbuf();
-    result.output = text.str();
-    std::remove(file.c_str());
-    return result;
+    return TESTING::runProgram("tools/target/tessera-target", arguments);
 }
 
 TEST(TargetProgramTest, HelpNamesEveryOption) {
