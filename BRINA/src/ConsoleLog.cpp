@@ -58,11 +58,13 @@ void ConsoleLog::drain() {
         std::lock_guard<std::mutex> lock(q.mutex);
         count = q.used;
         dropped = q.dropped;
-        for (uint32_t i = 0; i < count; ++i) batch[i] = q.slots[i];
+        for (uint32_t i = 0; i < count; ++i)
+            batch[i] = q.slots[i];
         q.used = 0;
         q.dropped = 0;
     }
-    for (uint32_t i = 0; i < count; ++i) std::printf("%s\n", batch[i].data());
+    for (uint32_t i = 0; i < count; ++i)
+        std::printf("%s\n", batch[i].data());
     // Lines that found the queue full are not lost without a word.
     if (dropped) std::printf("(%u log lines dropped: the console queue was full)\n", dropped);
     std::fflush(stdout);

@@ -76,7 +76,8 @@ LogStream& LogStream::operator<<(double value) {
 
 void LogStream::flush() {
     if (!line || !owns) return;
-    if (LogSink* sink = logSink.load(std::memory_order_acquire)) sink->send(line->priority, line->text, line->length);
+    if (LogSink* sink = logSink.load(std::memory_order_acquire))
+        sink->send(line->priority, line->text, line->length);
     delete line;
     line = nullptr;
     owns = false;

@@ -13,9 +13,13 @@ bool setThreadPriority(uint32_t mode, bool spins) {
     return true;
 }
 
-uint32_t processPriority() { return osProcessPriorityMode(); }
+uint32_t processPriority() {
+    return osProcessPriorityMode();
+}
 
-uint32_t physicalCoreCount() { return osPhysicalCoreCount(); }
+uint32_t physicalCoreCount() {
+    return osPhysicalCoreCount();
+}
 
 bool pinThreadToCpu(uint32_t n) {
     if (n >= 32) return false; // the empty mask
@@ -24,6 +28,8 @@ bool pinThreadToCpu(uint32_t n) {
     return true;
 }
 
-void yieldThread() { osYield(); }
+void yieldThread() {
+    osYield();
+}
 
 } // namespace BRINA

@@ -16,7 +16,9 @@ uint32_t nowMicroseconds() {
     return static_cast<uint32_t>(osMonotonicMicroseconds()) + clockOffset.load(std::memory_order_relaxed);
 }
 
-void setMicrosecondOffset(uint32_t offset) { clockOffset.store(offset, std::memory_order_relaxed); }
+void setMicrosecondOffset(uint32_t offset) {
+    clockOffset.store(offset, std::memory_order_relaxed);
+}
 
 void wrapMicrosecondsIn(uint32_t microseconds) {
     const uint32_t raw = static_cast<uint32_t>(osMonotonicMicroseconds());
@@ -29,6 +31,8 @@ int timeCompare(uint32_t a, uint32_t b) {
     return (b - a) <= 0x7FFFFFFFu ? -1 : 1;
 }
 
-void sleepMilliseconds(uint32_t ms) { osSleepMicroseconds(static_cast<uint64_t>(ms) * 1000u); }
+void sleepMilliseconds(uint32_t ms) {
+    osSleepMicroseconds(static_cast<uint64_t>(ms) * 1000u);
+}
 
 } // namespace BRINA

@@ -13,10 +13,18 @@ void wrapMicrosecondsIn(uint32_t microseconds);
 
 // Wrap-aware order of two time values: 1 when a is after b, -1 when before, 0 when equal.
 int timeCompare(uint32_t a, uint32_t b);
-inline bool timeBefore(uint32_t a, uint32_t b) { return timeCompare(a, b) < 0; }
-inline bool timeAfter(uint32_t a, uint32_t b) { return timeCompare(a, b) > 0; }
-inline bool timeNotAfter(uint32_t a, uint32_t b) { return timeCompare(a, b) <= 0; }
-inline bool timeNotBefore(uint32_t a, uint32_t b) { return timeCompare(a, b) >= 0; }
+inline bool timeBefore(uint32_t a, uint32_t b) {
+    return timeCompare(a, b) < 0;
+}
+inline bool timeAfter(uint32_t a, uint32_t b) {
+    return timeCompare(a, b) > 0;
+}
+inline bool timeNotAfter(uint32_t a, uint32_t b) {
+    return timeCompare(a, b) <= 0;
+}
+inline bool timeNotBefore(uint32_t a, uint32_t b) {
+    return timeCompare(a, b) >= 0;
+}
 
 // Sleeps the calling thread for at least the given number of milliseconds.
 void sleepMilliseconds(uint32_t ms);

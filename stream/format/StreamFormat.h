@@ -1,5 +1,6 @@
 #pragma once
-// The 64-bit audio format word: a type word and a rate word, used as a concrete format and as a capability mask.
+// The 64-bit audio format word: a type word and a rate word, used as a concrete format and as a capability
+// mask.
 #include <array>
 #include <cstdint>
 
@@ -13,7 +14,9 @@ public:
     static StreamFormat fromU64(uint64_t value) {
         return StreamFormat(static_cast<uint32_t>(value), static_cast<uint32_t>(value >> 32));
     }
-    uint64_t toU64() const { return static_cast<uint64_t>(typeWord) | (static_cast<uint64_t>(rateWord) << 32); }
+    uint64_t toU64() const {
+        return static_cast<uint64_t>(typeWord) | (static_cast<uint64_t>(rateWord) << 32);
+    }
 
     uint32_t type() const { return typeWord; }
     uint32_t rateBits() const { return rateWord; }

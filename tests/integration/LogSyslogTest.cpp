@@ -38,11 +38,13 @@ public:
                             << "input(type=\"imudp\" address=\"::1\" port=\"19640\")\n"
                             << "template(name=\"fields\" type=\"string\" "
                                "string=\"%syslogseverity%|%syslogfacility%|%rawmsg%\\n\")\n"
-                            << "*.* action(type=\"omfile\" file=\"" << out.string() << "\" template=\"fields\")\n";
+                            << "*.* action(type=\"omfile\" file=\"" << out.string()
+                            << "\" template=\"fields\")\n";
         const std::string pidFile = (dir / "rsyslogd.pid").string();
         std::vector<std::string> args = {findRsyslogd(), "-n", "-f", conf.string(), "-i", pidFile};
         std::vector<char*> argv;
-        for (auto& a : args) argv.push_back(a.data());
+        for (auto& a : args)
+            argv.push_back(a.data());
         argv.push_back(nullptr);
         if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0) pid = -1;
     }
@@ -55,7 +57,8 @@ public:
     std::vector<std::string> lines() const {
         std::vector<std::string> all;
         std::ifstream in(out);
-        for (std::string line; std::getline(in, line);) all.push_back(line);
+        for (std::string line; std::getline(in, line);)
+            all.push_back(line);
         return all;
     }
     pid_t pid = -1;
@@ -78,7 +81,8 @@ TEST(LogSyslogTest, RsyslogStoresEveryLineWithSeverityFacilityAndText) {
         for (int i = 0; i < 100 && !ready; ++i) {
             BRINA::LogStream(6, tag.c_str());
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
-            for (const auto& l : daemon.lines()) ready = ready || l.find(tag) != std::string::npos;
+            for (const auto& l : daemon.lines())
+                ready = ready || l.find(tag) != std::string::npos;
         }
         ASSERT_TRUE(ready) << "rsyslogd never stored a probe line";
 
@@ -90,17 +94,19 @@ TEST(LogSyslogTest, RsyslogStoresEveryLineWithSeverityFacilityAndText) {
                     {4, "warning line " + run + " Underrun "},
                     {6, "start SPEED=44100 run " + run},
                     {7, "debug line " + run + " 4000000000"}};
-        for (const auto& r : rows) BRINA::LogStream(r.level, r.text.c_str());
+        for (const auto& r : rows)
+            BRINA::LogStream(r.level, r.text.c_str());
 
         std::vector<std::string> stored;
         for (int i = 0; i < 50; ++i) {
             stored = daemon.lines();
             bool all = true;
-            for (const auto& r : rows) all = all && [&] {
-                for (const auto& l : stored)
-                    if (l.find(r.text) != std::string::npos) return true;
-                return false;
-            }();
+            for (const auto& r : rows)
+                all = all && [&] {
+                    for (const auto& l : stored)
+                        if (l.find(r.text) != std::string::npos) return true;
+                    return false;
+                }();
             if (all) break;
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
         }

@@ -230,7 +230,8 @@ TEST(SyncSessionTest, TargetLogLinesArriveOnlyAtLevelSix) {
         }
         EXPECT_EQ(arrived, level >= 6);
         if (level < 6) {
-            for (const auto& m : capture.messages()) EXPECT_NE(m.rfind("Target: ", 0), 0u) << m;
+            for (const auto& m : capture.messages())
+                EXPECT_NE(m.rfind("Target: ", 0), 0u) << m;
         }
         sync.close();
     }

@@ -48,7 +48,8 @@ std::vector<std::string> LogCapture::lines() const {
 
 std::vector<std::string> LogCapture::messages() const {
     std::vector<std::string> out;
-    for (const auto& line : lines()) out.push_back(messageOf(line));
+    for (const auto& line : lines())
+        out.push_back(messageOf(line));
     return out;
 }
 

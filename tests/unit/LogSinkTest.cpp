@@ -35,7 +35,8 @@ TEST(LogSinkTest, HeaderCarriesPriorityAndLocalTime) {
         {43, 1798761598, "<43>Dec 31 23:59:58 localhost start done"},
         {255, 0, "<255>Jan 01 00:00:00 localhost start done"},
     };
-    for (const auto& r : rows) EXPECT_EQ(stamped(r.priority, r.seconds, "start done"), r.expected);
+    for (const auto& r : rows)
+        EXPECT_EQ(stamped(r.priority, r.seconds, "start done"), r.expected);
 }
 
 TEST(LogSinkTest, TwoThreadsGiveWholeSeparateDatagrams) {
@@ -60,7 +61,8 @@ TEST(LogSinkTest, TwoThreadsGiveWholeSeparateDatagrams) {
             ++received;
             const std::string text(datagram.begin(), datagram.end());
             const std::string message = text.substr(text.find("localhost ") + 10);
-            // Whole: one thread's 300 letters and its number, nothing of the other thread, no NUL or line end.
+            // Whole: one thread's 300 letters and its number, nothing of the other thread, no NUL or line
+            // end.
             if (text.substr(0, 5) != "<134>" || message.find_first_not_of(message[0]) != 300u ||
                 message.find_first_of(std::string("\n\0", 2)) != std::string::npos)
                 fault = text;
@@ -71,7 +73,8 @@ TEST(LogSinkTest, TwoThreadsGiveWholeSeparateDatagrams) {
         const std::string body(300, name);
         for (int i = 0; i < kLines; ++i) {
             BRINA::LogStream(6, body.c_str()) << " #" << i;
-            // A full loopback queue drops lines without telling the sender; pause now and then for the reader.
+            // A full loopback queue drops lines without telling the sender; pause now and then for the
+            // reader.
             if (i % 10 == 9) std::this_thread::sleep_for(std::chrono::microseconds(500));
         }
     };
@@ -83,7 +86,8 @@ TEST(LogSinkTest, TwoThreadsGiveWholeSeparateDatagrams) {
     EXPECT_EQ(fault, "");
     EXPECT_EQ(seen.size(), received); // no line came twice or in pieces
     size_t fromA = 0;
-    for (const auto& m : seen) fromA += m[0] == 'a';
+    for (const auto& m : seen)
+        fromA += m[0] == 'a';
     EXPECT_GT(fromA, kLines / 2u);
     EXPECT_GT(seen.size() - fromA, kLines / 2u);
 }

@@ -1,6 +1,6 @@
+#include "LogStream.h"
 #include "LogCapture.h"
 #include "LogSink.h"
-#include "LogStream.h"
 
 #include "AllocationCounter.h"
 
@@ -15,7 +15,9 @@ namespace {
 
 using BRINA::LogStream;
 
-std::string textOf(const LogStream& s) { return std::string(s.buffer()->text, s.buffer()->length); }
+std::string textOf(const LogStream& s) {
+    return std::string(s.buffer()->text, s.buffer()->length);
+}
 
 class LogStreamTest : public ::testing::Test {
 protected:
@@ -59,8 +61,8 @@ TEST_F(LogStreamTest, NewLineHoldsOnlyTheHeader) {
 TEST_F(LogStreamTest, EveryValueKindAppendsInItsFormat) {
     BRINA::logThreshold = 7;
     LogStream s(7, "a=");
-    s << int32_t{-5} << " b=" << uint16_t{65535} << " c=" << uint32_t{4000000000u} << " d=" << int64_t{-1} << " e="
-      << uint64_t{18446744073709551615ull} << " f=" << 0.5 << " g=" << std::string("str");
+    s << int32_t{-5} << " b=" << uint16_t{65535} << " c=" << uint32_t{4000000000u} << " d=" << int64_t{-1}
+      << " e=" << uint64_t{18446744073709551615ull} << " f=" << 0.5 << " g=" << std::string("str");
     EXPECT_EQ(textOf(s).substr(31), "a=-5 b=65535 c=4000000000 d=-1 e=18446744073709551615 f=0.500000 g=str");
 }
 
@@ -68,7 +70,8 @@ TEST_F(LogStreamTest, LineIsCappedAt2047Characters) {
     BRINA::logThreshold = 7;
     LogStream s(6);
     const std::string chunk(1000, 'a');
-    for (int i = 0; i < 3; ++i) s << chunk.c_str();
+    for (int i = 0; i < 3; ++i)
+        s << chunk.c_str();
     EXPECT_EQ(s.buffer()->length, 2047u);
     EXPECT_EQ(s.buffer()->text[2047], '\0');
     s << "more" << 123;

@@ -1,7 +1,7 @@
+#include "TestSignal.h"
 #include "AudioFileWriter.h"
 #include "CopyRoutines.h"
 #include "SignalVerifier.h"
-#include "TestSignal.h"
 
 #include <gtest/gtest.h>
 
@@ -33,8 +33,10 @@ const std::vector<StreamFormat>& formats() {
     static const std::vector<StreamFormat> all = [] {
         std::vector<StreamFormat> v;
         for (uint32_t kind : {0x100u, 0x200u, 0x400u, 0x800u, 0x1000u, 0x2000u, 0x4000u})
-            for (uint32_t ch : {1u, 2u, 16u}) v.push_back(make(kind | ch, 44100));
-        for (uint32_t layout : {0x2510000u, 0x2910000u, 0x2610000u, 0x2A10000u}) v.push_back(make(layout | 2, 2822400));
+            for (uint32_t ch : {1u, 2u, 16u})
+                v.push_back(make(kind | ch, 44100));
+        for (uint32_t layout : {0x2510000u, 0x2910000u, 0x2610000u, 0x2A10000u})
+            v.push_back(make(layout | 2, 2822400));
         return v;
     }();
     return all;
@@ -48,11 +50,13 @@ TEST(TestSignalTest, NoFrameIsSilentAndRangesAgreeWithSingleFrames) {
         std::vector<uint8_t> one(fb);
         for (uint64_t i : {2999ull, 0ull, 1234ull}) { // backwards too: the modulator must restart
             s.render(i, 1, one.data());
-            EXPECT_TRUE(std::equal(one.begin(), one.end(), block.begin() + i * fb)) << std::hex << f.type() << " " << i;
+            EXPECT_TRUE(std::equal(one.begin(), one.end(), block.begin() + i * fb))
+                << std::hex << f.type() << " " << i;
         }
         for (size_t i = 0; i < 3000; ++i) {
             bool silent = true;
-            for (uint32_t b = 0; b < fb; ++b) silent = silent && block[i * fb + b] == f.muteByte();
+            for (uint32_t b = 0; b < fb; ++b)
+                silent = silent && block[i * fb + b] == f.muteByte();
             ASSERT_FALSE(silent) << std::hex << f.type() << " frame " << std::dec << i;
         }
     }
@@ -64,7 +68,9 @@ TEST(TestSignalTest, DsdLayoutsCarryTheSameSamples) {
     struct Row {
         uint32_t type;
         TESSERA::CopyRoutine routine;
-    } rows[] = {{0x2910002, TESSERA::copySwap}, {0x2A10002, TESSERA::copyReverse}, {0x2610002, TESSERA::copySwapReverse}};
+    } rows[] = {{0x2910002, TESSERA::copySwap},
+                {0x2A10002, TESSERA::copyReverse},
+                {0x2610002, TESSERA::copySwapReverse}};
     for (const auto& r : rows) {
         std::vector<uint8_t> converted(lsbLittle.size());
         r.routine(converted.data(), lsbLittle.data(), static_cast<uint32_t>(lsbLittle.size()));
@@ -108,7 +114,8 @@ TEST(TestSignalTest, VerifierCountsWhatArrived) {
         {"complemented from frame 600",
          [&](auto& v) {
              auto copy = signal;
-             for (size_t i = 600 * fb; i < copy.size(); ++i) copy[i] = static_cast<uint8_t>(~copy[i]);
+             for (size_t i = 600 * fb; i < copy.size(); ++i)
+                 copy[i] = static_cast<uint8_t>(~copy[i]);
              v.feed(copy.data(), static_cast<uint32_t>(copy.size()));
          },
          600, 400, 0, 0, true},
@@ -155,7 +162,9 @@ TEST(TestSignalTest, FilesDescribeTheirAudio) {
             continue;
         }
         ASSERT_EQ(file.size(), 68 + audio.size());
-        auto u32 = [&](size_t at) { return file[at] | file[at + 1] << 8 | file[at + 2] << 16 | uint32_t(file[at + 3]) << 24; };
+        auto u32 = [&](size_t at) {
+            return file[at] | file[at + 1] << 8 | file[at + 2] << 16 | uint32_t(file[at + 3]) << 24;
+        };
         auto u16 = [&](size_t at) { return uint16_t(file[at] | file[at + 1] << 8); };
         EXPECT_EQ(u32(4), 60 + audio.size());
         EXPECT_EQ(u16(20), 0xFFFE);

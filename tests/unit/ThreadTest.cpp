@@ -1,5 +1,5 @@
-#include "LogCapture.h"
 #include "Thread.h"
+#include "LogCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -34,7 +34,8 @@ TEST(ThreadTest, PinningRefusesProcessorsOutsideTheMask) {
 TEST(ThreadTest, EveryModeSucceedsAndBusyWaitersNeverGetRealTime) {
     TESTING::LogCapture capture(7);
     std::thread([] {
-        for (uint32_t mode : {0u, 1u, 2u, 3u, 9u}) EXPECT_TRUE(BRINA::setThreadPriority(mode)) << mode;
+        for (uint32_t mode : {0u, 1u, 2u, 3u, 9u})
+            EXPECT_TRUE(BRINA::setThreadPriority(mode)) << mode;
         EXPECT_TRUE(BRINA::setThreadPriority(0, true));
         // On a spinning request the policy is never real time, whatever the rights of the process.
         std::ifstream stat("/proc/thread-self/stat");
@@ -51,6 +52,8 @@ TEST(ThreadTest, EveryModeSucceedsAndBusyWaitersNeverGetRealTime) {
         EXPECT_EQ(line.rfind("thread priority unchanged, not permitted: mode ", 0), 0u) << line;
 }
 
-TEST(ThreadTest, ProcessPriorityIsAMode) { EXPECT_LE(BRINA::processPriority(), 3u); }
+TEST(ThreadTest, ProcessPriorityIsAMode) {
+    EXPECT_LE(BRINA::processPriority(), 3u);
+}
 
 } // namespace

@@ -45,7 +45,8 @@ int main(int argc, char** argv) {
             return 0;
         }
         if ((arg == "--level" || arg == "--port") && i + 1 < argc) {
-            const bool ok = arg == "--level" ? parseInt(argv[++i], -1, 7, level) : parseInt(argv[++i], 1, 65535, port);
+            const bool ok =
+                arg == "--level" ? parseInt(argv[++i], -1, 7, level) : parseInt(argv[++i], 1, 65535, port);
             if (!ok) {
                 std::fprintf(stderr, "tessera-logdemo: bad value for %s: %s\n", arg.c_str(), argv[i]);
                 return 2;
@@ -84,7 +85,8 @@ int main(int argc, char** argv) {
         BRINA::LogStream(l.level, l.text) << " (level " << l.level << ")";
         const bool active = l.level <= level;
         expected += active;
-        std::printf("wrote %s line at level %d%s\n", l.name, l.level, active ? "" : ": above the level, not built");
+        std::printf("wrote %s line at level %d%s\n", l.name, l.level,
+                    active ? "" : ": above the level, not built");
         if (!active) continue;
         BRINA::IPAddress from;
         if (listener.wait(500000) != BRINA::Socket::WaitReadable || !listener.receive(datagram, from) ||
@@ -94,8 +96,9 @@ int main(int argc, char** argv) {
         }
         const std::string text(datagram.begin(), datagram.end());
         const int priority = std::atoi(text.c_str() + 1);
-        std::printf("  arrived from [%s]:%u, %zu bytes, facility %d severity %d:\n    %s\n", from.toString().c_str(),
-                    from.port(), datagram.size(), priority / 8, priority % 8, text.c_str());
+        std::printf("  arrived from [%s]:%u, %zu bytes, facility %d severity %d:\n    %s\n",
+                    from.toString().c_str(), from.port(), datagram.size(), priority / 8, priority % 8,
+                    text.c_str());
         ++received;
     }
     std::printf("%d of %d active lines arrived\n", received, expected);

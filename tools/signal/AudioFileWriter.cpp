@@ -13,18 +13,25 @@ void le16(uint8_t* p, uint32_t v) {
     p[1] = static_cast<uint8_t>(v >> 8);
 }
 void le32(uint8_t* p, uint32_t v) {
-    for (int i = 0; i < 4; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i));
+    for (int i = 0; i < 4; ++i)
+        p[i] = static_cast<uint8_t>(v >> (8 * i));
 }
 
 // The speaker positions of the usual layouts; other counts leave the mask empty.
 uint32_t channelMask(uint32_t channels) {
     switch (channels) {
-    case 1: return 0x4;
-    case 2: return 0x3;
-    case 4: return 0x33;
-    case 6: return 0x3F;
-    case 8: return 0x63F;
-    default: return 0;
+    case 1:
+        return 0x4;
+    case 2:
+        return 0x3;
+    case 4:
+        return 0x33;
+    case 6:
+        return 0x3F;
+    case 8:
+        return 0x63F;
+    default:
+        return 0;
     }
 }
 
@@ -47,7 +54,8 @@ void wavHeader(uint8_t* h, StreamFormat fmt, uint64_t dataBytes) {
     le16(h + 38, width * 8); // valid bits
     le32(h + 40, channelMask(channels));
     // Sub-format GUID: 1 (integer PCM) or 3 (IEEE float), then 00000000-0010-8000-00AA00389B71.
-    static const uint8_t tail[14] = {0x00, 0x00, 0x00, 0x00, 0x10, 0x00, 0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
+    static const uint8_t tail[14] = {0x00, 0x00, 0x00, 0x00, 0x10, 0x00, 0x80,
+                                     0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
     le16(h + 44, isFloat ? 3 : 1);
     std::memcpy(h + 46, tail, 14);
     std::memcpy(h + 60, "data", 4);
@@ -56,7 +64,9 @@ void wavHeader(uint8_t* h, StreamFormat fmt, uint64_t dataBytes) {
 
 } // namespace
 
-AudioFileWriter::~AudioFileWriter() { close(); }
+AudioFileWriter::~AudioFileWriter() {
+    close();
+}
 
 bool AudioFileWriter::open(const std::string& p, StreamFormat format) {
     close();
@@ -91,7 +101,8 @@ bool AudioFileWriter::close() {
     if (fmt.isPcm()) {
         uint8_t header[kWavHeaderBytes];
         wavHeader(header, fmt, written);
-        failed = failed || std::fseek(file, 0, SEEK_SET) != 0 || std::fwrite(header, 1, sizeof header, file) != sizeof header;
+        failed = failed || std::fseek(file, 0, SEEK_SET) != 0 ||
+                 std::fwrite(header, 1, sizeof header, file) != sizeof header;
     }
     failed = std::fclose(file) != 0 || failed;
     file = nullptr;
@@ -99,7 +110,8 @@ bool AudioFileWriter::close() {
         const uint32_t t = fmt.type();
         if (std::FILE* json = std::fopen((path + ".json").c_str(), "w")) {
             std::fprintf(json,
-                         "{\n  \"format\": \"0x%08X\",\n  \"rate\": %u,\n  \"channels\": %u,\n  \"bitOrder\": \"%s\",\n"
+                         "{\n  \"format\": \"0x%08X\",\n  \"rate\": %u,\n  \"channels\": %u,\n  "
+                         "\"bitOrder\": \"%s\",\n"
                          "  \"byteOrder\": \"%s\",\n  \"wordBytes\": %u,\n  \"bytes\": %llu\n}\n",
                          t, fmt.rate(), fmt.channels(), (t & 0x00100000u) ? "LSB" : "MSB",
                          (t & 0x00400000u) ? "little" : "big", fmt.bytesPerSample(),

@@ -18,7 +18,8 @@ bool isComplement(const uint8_t* a, const uint8_t* b, uint32_t n) {
 
 SignalVerifier::SignalVerifier(StreamFormat sinkFormat)
     : format(sinkFormat), signal(sinkFormat), frameBytes(sinkFormat.bytesPerFrame()), expected(frameBytes),
-      muted(frameBytes, sinkFormat.muteByte()), mutedInverted(frameBytes, static_cast<uint8_t>(~sinkFormat.muteByte())) {
+      muted(frameBytes, sinkFormat.muteByte()),
+      mutedInverted(frameBytes, static_cast<uint8_t>(~sinkFormat.muteByte())) {
     partial.reserve(frameBytes);
 }
 
@@ -26,7 +27,8 @@ void SignalVerifier::feed(const uint8_t* bytes, uint32_t size) {
     if (frameBytes == 0) return;
     while (size > 0) {
         if (!partial.empty() || size < frameBytes) {
-            const uint32_t take = std::min<uint32_t>(size, frameBytes - static_cast<uint32_t>(partial.size()));
+            const uint32_t take =
+                std::min<uint32_t>(size, frameBytes - static_cast<uint32_t>(partial.size()));
             partial.insert(partial.end(), bytes, bytes + take);
             bytes += take;
             size -= take;
@@ -65,7 +67,8 @@ void SignalVerifier::checkFrame(const uint8_t* frame) {
         gapPending = false;
         for (uint64_t skip = 0; skip < kResyncWindow; ++skip) {
             signal.render(nextIndex + skip, 1, expected.data());
-            if (std::memcmp(frame, expected.data(), frameBytes) == 0 || isComplement(frame, expected.data(), frameBytes)) {
+            if (std::memcmp(frame, expected.data(), frameBytes) == 0 ||
+                isComplement(frame, expected.data(), frameBytes)) {
                 res.missing += skip;
                 nextIndex += skip;
                 break;

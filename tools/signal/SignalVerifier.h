@@ -10,15 +10,15 @@
 namespace TESSERA {
 
 struct VerifierResult {
-    bool started = false;             // the signal's first frame was found
-    uint64_t leadingSilence = 0;      // mute frames before it
-    uint64_t matched = 0;             // frames equal to the signal
-    uint64_t inverted = 0;            // frames equal to the signal's bitwise complement
-    uint64_t differed = 0;            // frames that are neither
-    uint64_t missing = 0;             // frames reported lost (gaps never filled)
-    uint64_t silenceInside = 0;       // mute frames after the start (sender underrun, or the end)
-    uint64_t firstDifference = 0;     // signal index of the first differing frame, if any
-    uint64_t firstInverted = 0;       // signal index of the first complemented frame, if any
+    bool started = false;         // the signal's first frame was found
+    uint64_t leadingSilence = 0;  // mute frames before it
+    uint64_t matched = 0;         // frames equal to the signal
+    uint64_t inverted = 0;        // frames equal to the signal's bitwise complement
+    uint64_t differed = 0;        // frames that are neither
+    uint64_t missing = 0;         // frames reported lost (gaps never filled)
+    uint64_t silenceInside = 0;   // mute frames after the start (sender underrun, or the end)
+    uint64_t firstDifference = 0; // signal index of the first differing frame, if any
+    uint64_t firstInverted = 0;   // signal index of the first complemented frame, if any
     bool bitPerfect() const { return started && differed == 0 && missing == 0; }
 };
 

@@ -27,7 +27,8 @@ uint64_t hash(uint64_t frame, uint32_t channel) {
 
 // sin(2 pi phase / 2^32) in Q30, from a parabola with one refinement step (error below 0.1%).
 int64_t sineQ30(uint32_t phase) {
-    const int64_t x = static_cast<int64_t>(static_cast<int32_t>(phase)) >> 1; // the angle over pi, Q30: -1 .. 1
+    const int64_t x =
+        static_cast<int64_t>(static_cast<int32_t>(phase)) >> 1; // the angle over pi, Q30: -1 .. 1
     const int64_t ax = x < 0 ? -x : x;
     const int64_t p = (4 * x * (kOne - ax)) >> 30; // sin(pi x) ~ 4x(1 - |x|)
     const int64_t ap = p < 0 ? -p : p;
@@ -53,7 +54,8 @@ int64_t pcmSample(uint64_t frame, uint32_t channel, uint32_t rate, uint32_t bits
 }
 
 void putLE(uint8_t* out, uint64_t value, uint32_t bytes) {
-    for (uint32_t i = 0; i < bytes; ++i) out[i] = static_cast<uint8_t>(value >> (8 * i));
+    for (uint32_t i = 0; i < bytes; ++i)
+        out[i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
 } // namespace
@@ -72,7 +74,8 @@ void TestSignal::render(uint64_t first, uint32_t count, uint8_t* out) {
         modulatorState.assign(2u * channels, 0);
         nextFrame = 0;
         std::vector<uint8_t> scratch(frameBytes);
-        while (nextFrame < first) render(nextFrame, 1, scratch.data());
+        while (nextFrame < first)
+            render(nextFrame, 1, scratch.data());
     }
     if (dsd1 && modulatorState.size() != 2u * channels) modulatorState.assign(2u * channels, 0);
     const uint8_t mute = fmt.muteByte();
@@ -100,7 +103,8 @@ void TestSignal::render(uint64_t first, uint32_t count, uint8_t* out) {
                 uint32_t word = 0;
                 const bool lsbFirst = (fmt.type() & 0x00100000u) != 0;
                 for (uint32_t k = 0; k < 32; ++k) {
-                    const int64_t x = toneQ30(frame * 32 + k, c, rate) * 2; // -20 dB of the modulator's full scale
+                    const int64_t x =
+                        toneQ30(frame * 32 + k, c, rate) * 2; // -20 dB of the modulator's full scale
                     const int64_t y = i2 >= 0 ? kOne : -kOne;
                     i1 += x - y;
                     i2 += i1 - y;
@@ -114,7 +118,8 @@ void TestSignal::render(uint64_t first, uint32_t count, uint8_t* out) {
             }
         }
         bool silent = true;
-        for (uint32_t i = 0; i < frameBytes && silent; ++i) silent = at[i] == mute;
+        for (uint32_t i = 0; i < frameBytes && silent; ++i)
+            silent = at[i] == mute;
         if (silent && frameBytes) at[0] ^= 1;
     }
     if (dsd1) nextFrame = first + count;

@@ -20,7 +20,8 @@ public:
 
     // Opens a stream socket on local (port 0) for the Host at host, in sinkFormat, and starts receiving.
     // Gives the port for CONNECT_ANS; false when the socket can't be opened. A stream still open is closed.
-    bool open(const BRINA::IPAddress& local, const BRINA::IPAddress& host, StreamFormat sinkFormat, uint16_t& port);
+    bool open(const BRINA::IPAddress& local, const BRINA::IPAddress& host, StreamFormat sinkFormat,
+              uint16_t& port);
     // The phase bits and HasContent of CONNECT_ANS.
     uint16_t connectFlags() const;
     // Ends the stream now (unasked, or at shutdown) and joins the thread; writes the report.

@@ -21,7 +21,8 @@ public:
     }
     // From 16 bytes in network order, a port number and a scope.
     IPAddress(const uint8_t bytes[16], uint16_t number, uint32_t s) : scopeId(s) {
-        for (int i = 0; i < 16; ++i) address[i] = bytes[i];
+        for (int i = 0; i < 16; ++i)
+            address[i] = bytes[i];
         setPort(number);
     }
 

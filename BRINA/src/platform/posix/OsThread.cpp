@@ -18,14 +18,18 @@ namespace BRINA {
 
 namespace {
 
-pid_t currentTid() { return static_cast<pid_t>(::syscall(SYS_gettid)); }
+pid_t currentTid() {
+    return static_cast<pid_t>(::syscall(SYS_gettid));
+}
 
 // Real-time priorities for time critical and highest; the kernel's interrupt threads sit at 50.
 constexpr int kFifoPriority[2] = {40, 20};
 // Nice values: time critical, highest, normal, idle.
 constexpr int kNice[4] = {-20, -10, 0, 19};
 
-bool setNice(int nice) { return ::setpriority(PRIO_PROCESS, static_cast<id_t>(currentTid()), nice) == 0; }
+bool setNice(int nice) {
+    return ::setpriority(PRIO_PROCESS, static_cast<id_t>(currentTid()), nice) == 0;
+}
 
 bool setPolicy(int policy, int priority) {
     sched_param param{};
@@ -46,7 +50,8 @@ OsPriorityResult osSetThreadPriority(uint32_t mode, bool spins) {
     if (mode <= 1) {
         // Timer slack of 1 ns: the default 50 us would make every wake-up of the schedule late by that much.
         ::prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
-        // A busy-waiting SCHED_FIFO thread is throttled by the kernel, so spinning threads stay on nice values.
+        // A busy-waiting SCHED_FIFO thread is throttled by the kernel, so spinning threads stay on nice
+        // values.
         if (!spins && setPolicy(SCHED_FIFO, kFifoPriority[mode])) return OsPriorityResult::Done;
         if (!spins && errno != EPERM) return OsPriorityResult::Failed;
         setPolicy(SCHED_OTHER, 0);
@@ -123,6 +128,8 @@ void osMoveOtherThreadsOff(uint32_t cpu) {
     ::closedir(dir);
 }
 
-void osYield() { ::sched_yield(); }
+void osYield() {
+    ::sched_yield();
+}
 
 } // namespace BRINA

@@ -16,7 +16,9 @@ void osSleepMicroseconds(uint64_t us) {
     }
 }
 
-int64_t osWallSeconds() { return static_cast<int64_t>(::time(nullptr)); }
+int64_t osWallSeconds() {
+    return static_cast<int64_t>(::time(nullptr));
+}
 
 bool osLocalTime(int64_t seconds, std::tm& out) {
     const time_t t = static_cast<time_t>(seconds);
