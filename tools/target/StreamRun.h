@@ -95,7 +95,6 @@ private:
     uint64_t framesCounted = 0;
     uint64_t now_ = 0; // the time of the datagram being handled, for the window's callback
     bool invertedLast = false;
-    bool closeFaultDone = false;
     bool resendBeyondDone = false;
     uint64_t lastPublishUs = 0;
     uint64_t lastJitterUs = 0;
