@@ -38,6 +38,17 @@ public:
     virtual bool getNewStream(Stream& out);
     // The worker used blocks in this cycle; the stream buffer refills.
     virtual bool streamTaken();
+    // Starts workerThread on wthMain; false when the thread can't be made.
+    virtual bool startWorker();
+
+    // The life of one stream: tell the Target, start the worker, wait for the stream, play, end.
+    bool connectPrepare();
+    virtual bool connect();
+    bool connectWait();
+    bool is_connect() const { return state.load() != Idle; }
+    virtual void disconnect();
+    virtual void play();
+    virtual void stop();
 
     // Opens both sockets on the unspecified address with the Target's scope; starts the Target log thread
     // at log level 6 or more.
@@ -122,6 +133,11 @@ public:
     bool lowCpu = false;
     std::string hostName;
     uint64_t productId = 0;
+
+protected:
+    // The worker thread: its set-up from the mode word, then the loop.
+    void wthMain();
+    void wthLoop();
 
 private:
     void targetLogThread();
