@@ -19,6 +19,8 @@
 
 namespace TESSERA {
 
+class WorkerLoop;
+
 // The session with one Target; its sockets, threads and negotiation live here too. The stream buffer
 // derives from it.
 class Sync {
@@ -130,16 +132,23 @@ public:
     std::array<TransferProfile, 10> profiles{};
     int32_t profileCount = 0;
     TransferConfig config;
+    // Written by the worker's set-up, read by its loop; the caller's thread reads it only between streams.
     bool lowCpu = false;
     std::string hostName;
     uint64_t productId = 0;
+
+    // The depth of the feedback average that the mode word asks for, 1 to 8.
+    static uint32_t feedbackDepth(uint32_t mode);
 
 protected:
     // The worker thread: its set-up from the mode word, then the loop.
     void wthMain();
     void wthLoop();
+    // Signals connectCondition; the worker's set-up and end, and a failed connectPrepare.
+    void wakeConnectWait();
 
 private:
+    friend class WorkerLoop; // the worker's stream signals connectWait as it starts
     void targetLogThread();
     // Set by close, read by the log thread at each bounded wait: it ends before its socket is closed.
     std::atomic<bool> logStop{false};
