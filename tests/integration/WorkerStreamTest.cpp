@@ -159,6 +159,61 @@ TEST(WorkerStreamTest, StreamsTheSignalBitPerfectAndClosesIt) {
     EXPECT_FALSE(capture.contains("DSICONNECT_REQ ERROR "));
 }
 
+bool logged(const TESTING::LogCapture& capture, const std::string& start) {
+    for (const auto& m : capture.messages())
+        if (m.rfind(start, 0) == 0) return true;
+    return false;
+}
+
+TEST(WorkerStreamTest, WhatTheTargetAsksFor) {
+    enum class End { Host, Target, Worker };
+    struct Row {
+        const char* name;
+        std::function<void(OutputConfig&)> tweak;
+        const char* line; // the worker's log line that shows it
+        End end;
+        bool inverted = false; // the signal arrives complemented
+        bool repeats = false;
+    } rows[] = {
+        {"lost packets are repeated",
+         [](OutputConfig& o) { o.faults.burstEvery = 200, o.faults.burstLength = 3; }, "   cout resend ",
+         End::Host, false, true},
+        {"inverted phase from the start", [](OutputConfig& o) { o.invertAtStart = true; },
+         "Play Phase Invert", End::Host, true, false},
+        {"the Target closes the stream", [](OutputConfig& o) { o.faults.closeAfterMs = 300; },
+         "DSICONNECT_ANS ", End::Target},
+        {"a resend further back than the ring", [](OutputConfig& o) { o.faults.resendBeyondAtMs = 300; },
+         "   cout error ", End::Worker},
+    };
+    for (const auto& r : rows) {
+        TESTING::LogCapture capture(6);
+        Target target(r.tweak);
+        ASSERT_TRUE(target.started) << r.name;
+        SignalSession session;
+        ASSERT_TRUE(prepare(session, target)) << r.name;
+        ASSERT_TRUE(session.connect() && session.connectWait() && session.is_connect()) << r.name;
+        session.play();
+        std::this_thread::sleep_for(700ms);
+        EXPECT_EQ(session.state.load(), r.end == End::Host ? Sync::Streaming : Sync::Idle) << r.name;
+        session.disconnect();
+        EXPECT_TRUE(waitForIdle(session)) << r.name;
+        session.close();
+        EXPECT_TRUE(logged(capture, r.line)) << r.name << ": " << r.line;
+
+        if (r.end == End::Worker) target.target->stop(); // the worker ended without a word to the Target
+        StreamReport report;
+        ASSERT_TRUE(target.report(report)) << r.name;
+        EXPECT_EQ(report.closedByHost, r.end == End::Host) << r.name;
+        EXPECT_EQ(report.verifier.differed, 0u) << r.name;
+        if (r.end != End::Host) continue;
+        EXPECT_EQ(report.gapsNeverFilled, 0u) << r.name;
+        EXPECT_EQ(r.inverted ? report.verifier.inverted : report.verifier.matched, session.handedOut.load())
+            << r.name;
+        EXPECT_EQ(r.inverted ? report.verifier.matched : report.verifier.inverted, 0u) << r.name;
+        EXPECT_EQ(report.repeats > 0, r.repeats) << r.name;
+    }
+}
+
 TEST(WorkerStreamTest, RefusedStreamLeavesTheSessionIdle) {
     TESTING::LogCapture capture(6);
     Target target([](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::Echo; });
