@@ -148,8 +148,8 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
     } rows[] = {
         {"a plain stream, closed by the Host",
          [](OutputConfig&) {},
-         {"connectWait notimeout", "connectWait 2", "redy to play loop start0", "play 2", "buffer Final ",
-          "discone", "wth end"},
+         {"CONNECTPRE_REQ latency=", "connectWait notimeout", "connectWait 2", "redy to play loop start0",
+          "play 2", "buffer Final ", "discone", "wth end"},
          End::Host},
         {"lost packets are repeated",
          [](OutputConfig& o) { o.faults.burstEvery = 200, o.faults.burstLength = 3; },
@@ -237,6 +237,12 @@ TEST(WorkerStreamTest, RefusedStreamLeavesTheSessionIdle) {
     EXPECT_TRUE(capture.contains("connectWait 0"));
     session.disconnect(); // nothing to end: returns at once
     EXPECT_FALSE(capture.contains("discone"));
+    // Without a format nothing starts, and there is nothing to wait for.
+    Sync bare;
+    EXPECT_FALSE(bare.connect());
+    EXPECT_FALSE(bare.workerThread.joinable());
+    EXPECT_FALSE(bare.connectWait());
+    EXPECT_TRUE(capture.contains("sinkConfig invalid"));
 }
 
 TEST(WorkerStreamTest, ModeWordInTheStartLine) {
