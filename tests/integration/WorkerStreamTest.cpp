@@ -111,13 +111,18 @@ private:
     std::vector<StreamReport> reports;
 };
 
-// Negotiates 44.1 kHz, 16 bits, stereo in a plan of one packet each millisecond.
-bool prepare(SignalSession& session, Target& target) {
+enum class Plan { Var, Fix, Random }; // in the order of the transfer modes
+
+// Negotiates 44.1 kHz, 16 bits, stereo in a plan of one packet a cycle of about a millisecond.
+bool prepare(SignalSession& session, Target& target, Plan plan = Plan::Fix) {
     if (!session.open(1, 10000, 0, "worker test", 0) || !session.getInfo(target.control(), 0, false) ||
         !session.selectFormat(kPcm16Stereo, kRate44100))
         return false;
     session.prepareConfig(400);
-    if (!session.config.configTransferFix(1000, 1)) return false;
+    const bool planned = plan == Plan::Fix   ? session.config.configTransferFix(1000, 1)
+                         : plan == Plan::Var ? session.config.configTransferVar(1000, 1)
+                                             : session.config.configTransferRandom(500, 1000, 1);
+    if (!planned || session.config.result().transferMode != static_cast<uint32_t>(plan)) return false;
     session.setTransferProfile(session.config.result());
     session.prepareSignal();
     return session.connectPrepare();
@@ -145,12 +150,27 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
         End end;
         bool inverted = false; // the signal arrives complemented
         bool repeats = false;
+        Plan plan = Plan::Fix;
     } rows[] = {
         {"a plain stream, closed by the Host",
          [](OutputConfig&) {},
          {"CONNECTPRE_REQ latency=", "connectWait notimeout", "connectWait 2", "redy to play loop start0",
           "play 2", "buffer Final ", "discone", "wth end"},
          End::Host},
+        {"packets of a fixed size, the cycle follows the feedback",
+         [](OutputConfig&) {},
+         {"info rcv 3 "},
+         End::Host,
+         false,
+         false,
+         Plan::Var},
+        {"cycles drawn at random",
+         [](OutputConfig&) {},
+         {"info rcv 3 "},
+         End::Host,
+         false,
+         false,
+         Plan::Random},
         {"lost packets are repeated",
          [](OutputConfig& o) { o.faults.burstEvery = 200, o.faults.burstLength = 3; },
          {"   cout resend "},
@@ -181,11 +201,11 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
         Target target(r.tweak);
         ASSERT_TRUE(target.started) << r.name;
         SignalSession session;
-        ASSERT_TRUE(prepare(session, target)) << r.name;
+        ASSERT_TRUE(prepare(session, target, r.plan)) << r.name;
         ASSERT_TRUE(session.connect() && session.connectWait() && session.is_connect()) << r.name;
         EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
         session.play();
-        std::this_thread::sleep_for(700ms);
+        std::this_thread::sleep_for(500ms);
         if (r.end == End::Host) {
             EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
             session.disconnect(); // returns when the stream has ended
