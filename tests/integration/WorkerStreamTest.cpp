@@ -143,12 +143,13 @@ bool logged(const TESTING::LogCapture& capture, const std::string& start) {
 // Each row streams the signal for a moment, then ends the stream or lets the row's fault end it.
 TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
     enum class End { Host, Target, Worker };
+    enum class Phase { Normal, Inverted, Switched }; // Switched: the host turns its phase midway
     struct Row {
         const char* name;
         std::function<void(OutputConfig&)> tweak;
         std::vector<std::string> lines; // the worker's log lines that show it, by their start
         End end;
-        bool inverted = false; // the signal arrives complemented
+        Phase phase = Phase::Normal; // how the signal arrives
         bool repeats = false;
         Plan plan = Plan::Fix;
     } rows[] = {
@@ -161,27 +162,32 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
          [](OutputConfig&) {},
          {"info rcv 3 "},
          End::Host,
-         false,
+         Phase::Normal,
          false,
          Plan::Var},
         {"cycles drawn at random",
          [](OutputConfig&) {},
          {"info rcv 3 "},
          End::Host,
-         false,
+         Phase::Normal,
          false,
          Plan::Random},
         {"lost packets are repeated",
          [](OutputConfig& o) { o.faults.burstEvery = 200, o.faults.burstLength = 3; },
          {"   cout resend "},
          End::Host,
-         false,
+         Phase::Normal,
          true},
         {"inverted phase from the start",
          [](OutputConfig& o) { o.invertAtStart = true; },
          {"Play Phase Invert"},
          End::Host,
-         true},
+         Phase::Inverted},
+        {"the host's phase turns at the next feedback",
+         [](OutputConfig&) {},
+         {"Host Phase Invert"},
+         End::Host,
+         Phase::Switched},
         {"the Target closes the stream",
          [](OutputConfig& o) { o.faults.closeAfterMs = 300; },
          {"DSICONNECT_ANS "},
@@ -205,7 +211,9 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
         ASSERT_TRUE(session.connect() && session.connectWait() && session.is_connect()) << r.name;
         EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
         session.play();
-        std::this_thread::sleep_for(500ms);
+        std::this_thread::sleep_for(250ms);
+        if (r.phase == Phase::Switched) session.setHostPhase(true);
+        std::this_thread::sleep_for(250ms);
         if (r.end == End::Host) {
             EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
             session.disconnect(); // returns when the stream has ended
@@ -229,9 +237,10 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
         EXPECT_EQ(report.gapsNeverFilled, 0u) << r.name;
         EXPECT_GT(session.handedOut.load(), 0u) << r.name;
         // Every frame handed out arrived, in order, and nothing else but silence.
-        EXPECT_EQ(r.inverted ? report.verifier.inverted : report.verifier.matched, session.handedOut.load())
-            << r.name;
-        EXPECT_EQ(r.inverted ? report.verifier.matched : report.verifier.inverted, 0u) << r.name;
+        const VerifierResult& v = report.verifier;
+        EXPECT_EQ(v.matched + v.inverted, session.handedOut.load()) << r.name;
+        EXPECT_EQ(v.matched != 0, r.phase != Phase::Inverted) << r.name;
+        EXPECT_EQ(v.inverted != 0, r.phase != Phase::Normal) << r.name;
         EXPECT_EQ(report.repeats > 0, r.repeats) << r.name;
     }
 }
