@@ -65,6 +65,11 @@ void WorkerLoop::run() {
 
 bool WorkerLoop::open() {
     const TransferProfile& first = sync.profiles[0];
+    // Without a cycle or packets there is no schedule: the loop would send without pause.
+    if (first.cycle == 0 || first.packetCount == 0 || sync.profileCount < 1) {
+        BRINA::LogStream(3, "wth profile invalid");
+        return false;
+    }
     ring.resize(slotRingSize(first.cycle, first.packetCount));
     ringMask = static_cast<uint32_t>(ring.size()) - 1;
     // Storage for the largest payload and a repeat's two spare bytes, so that sending never allocates.

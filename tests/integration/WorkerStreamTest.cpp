@@ -266,6 +266,12 @@ TEST(WorkerStreamTest, RefusedStreamLeavesTheSessionIdle) {
     EXPECT_TRUE(capture.contains("connectWait 0"));
     session.disconnect(); // nothing to end: returns at once
     EXPECT_FALSE(capture.contains("discone"));
+    // Without a plan the worker asks for no stream.
+    session.setTransferProfile(TransferProfile{});
+    ASSERT_TRUE(session.connect());
+    EXPECT_TRUE(waitForIdle(session));
+    EXPECT_TRUE(capture.contains("wth profile invalid"));
+
     // Without a format nothing starts, and there is nothing to wait for.
     Sync bare;
     EXPECT_FALSE(bare.connect());
