@@ -82,6 +82,8 @@ void Sync::close() {
     // The threads end by their flag within one bounded wait, and only then are the sockets closed: closing a
     // socket under a waiting thread would let the system hand its number to a new socket meanwhile.
     logStop.store(true, std::memory_order_relaxed);
+    // A worker still running leaves its loop at its next pass; one still connecting stays out of it.
+    state.store(Idle);
     if (workerThread.joinable()) workerThread.join();
     if (logThread.joinable()) logThread.join();
     controlSocket.close();

@@ -19,6 +19,8 @@
 
 namespace TESSERA {
 
+class WorkerLoop;
+
 // The session with one Target; its sockets, threads and negotiation live here too. The stream buffer
 // derives from it.
 class Sync {
@@ -38,6 +40,17 @@ public:
     virtual bool getNewStream(Stream& out);
     // The worker used blocks in this cycle; the stream buffer refills.
     virtual bool streamTaken();
+    // Starts workerThread on wthMain; false when the thread can't be made.
+    virtual bool startWorker();
+
+    // The life of one stream: tell the Target, start the worker, wait for the stream, play, end.
+    bool connectPrepare();
+    virtual bool connect();
+    bool connectWait();
+    bool is_connect() const { return state.load() != Idle; }
+    virtual void disconnect();
+    virtual void play();
+    virtual void stop();
 
     // Opens both sockets on the unspecified address with the Target's scope; starts the Target log thread
     // at log level 6 or more.
@@ -119,11 +132,23 @@ public:
     std::array<TransferProfile, 10> profiles{};
     int32_t profileCount = 0;
     TransferConfig config;
+    // Written by the worker's set-up, read by its loop; the caller's thread reads it only between streams.
     bool lowCpu = false;
     std::string hostName;
     uint64_t productId = 0;
 
+    // The depth of the feedback average that the mode word asks for, 1 to 8.
+    static uint32_t feedbackDepth(uint32_t mode);
+
+protected:
+    // The worker thread: its set-up from the mode word, then the loop.
+    void wthMain();
+    void wthLoop();
+    // Signals connectCondition; the worker's set-up and end, and a failed connectPrepare.
+    void wakeConnectWait();
+
 private:
+    friend class WorkerLoop; // the worker's stream signals connectWait as it starts
     void targetLogThread();
     // Set by close, read by the log thread at each bounded wait: it ends before its socket is closed.
     std::atomic<bool> logStop{false};

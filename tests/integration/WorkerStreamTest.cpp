@@ -1,0 +1,323 @@
+// The worker end to end: a session streams the test signal to the software Target on ::1 and closes the
+// stream; a Target that refuses the stream, and one that falls silent.
+#include "Capabilities.h"
+#include "LogCapture.h"
+#include "ScriptedHost.h"
+#include "SoftwareTarget.h"
+#include "Sync.h"
+#include "TestSignal.h"
+#include "Thread.h"
+#include "ThreadMode.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace TESSERA;
+using namespace std::chrono_literals;
+
+constexpr uint32_t kPcm16Stereo = 0x0202, kRate44100 = 0x000A;
+constexpr uint32_t kBlockFrames = 441; // ten milliseconds, so that packets take bytes from two blocks
+
+// A session whose blocks are the test signal, in the format that goes on the wire, until disconnect.
+class SignalSession : public Sync {
+public:
+    bool getNewStream(Stream& out) override {
+        if (ending.load()) return false;
+        signal->render(handedOut.load(), kBlockFrames, block.data());
+        handedOut.fetch_add(kBlockFrames);
+        out = Stream{block.data(), static_cast<uint32_t>(block.size())};
+        return true;
+    }
+    void disconnect() override {
+        ending.store(true);
+        Sync::disconnect();
+    }
+    // A worker that starts only when the gate opens, so that a test can be in connectWait first.
+    bool startWorker() override {
+        if (!gated) return Sync::startWorker();
+        workerThread = std::thread([this] {
+            std::unique_lock<std::mutex> lock(gateMutex);
+            gateOpened.wait_for(lock, 10s, [this] { return gateIsOpen; });
+            lock.unlock();
+            wthMain();
+        });
+        return true;
+    }
+    void openGate() {
+        std::lock_guard<std::mutex> lock(gateMutex);
+        gateIsOpen = true;
+        gateOpened.notify_all();
+    }
+    void prepareSignal() {
+        signal = std::make_unique<TestSignal>(sinkFormat);
+        block.resize(kBlockFrames * sinkFormat.bytesPerFrame());
+    }
+
+    std::atomic<uint64_t> handedOut{0};
+    bool gated = false;
+
+private:
+    std::unique_ptr<TestSignal> signal;
+    std::vector<uint8_t> block;
+    std::atomic<bool> ending{false};
+    std::mutex gateMutex;
+    std::condition_variable gateOpened;
+    bool gateIsOpen = false;
+};
+
+// A Target on ::1 that keeps the report of each stream that ended.
+class Target {
+public:
+    explicit Target(const std::function<void(OutputConfig&)>& tweak) {
+        TargetConfig config;
+        config.bindAddress = TESTING::loopbackAddress();
+        config.discoveryPort = 0;
+        OutputConfig& out = config.outputs[0];
+        out.pcmMask = Capabilities::defaultPcm();
+        tweak(out);
+        target = std::make_unique<SoftwareTarget>(config);
+        target->onStreamFinished = [this](size_t, const StreamReport& report) {
+            std::lock_guard<std::mutex> lock(mutex);
+            reports.push_back(report);
+            ended.notify_all();
+        };
+        std::string error;
+        started = target->start(error);
+        EXPECT_TRUE(started) << error;
+    }
+    BRINA::IPAddress control() const { return TESTING::loopbackAddress(target->controlPort(0)); }
+    bool report(StreamReport& out) {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (!ended.wait_for(lock, 10s, [this] { return !reports.empty(); })) return false;
+        out = reports.front();
+        return true;
+    }
+    bool started = false;
+    std::unique_ptr<SoftwareTarget> target;
+
+private:
+    std::mutex mutex;
+    std::condition_variable ended;
+    std::vector<StreamReport> reports;
+};
+
+enum class Plan { Var, Fix, Random }; // in the order of the transfer modes
+
+// Negotiates 44.1 kHz, 16 bits, stereo in a plan of one packet a cycle of about a millisecond.
+bool prepare(SignalSession& session, Target& target, Plan plan = Plan::Fix) {
+    if (!session.open(1, 10000, 0, "worker test", 0) || !session.getInfo(target.control(), 0, false) ||
+        !session.selectFormat(kPcm16Stereo, kRate44100))
+        return false;
+    session.prepareConfig(400);
+    const bool planned = plan == Plan::Fix   ? session.config.configTransferFix(1000, 1)
+                         : plan == Plan::Var ? session.config.configTransferVar(1000, 1)
+                                             : session.config.configTransferRandom(500, 1000, 1);
+    if (!planned || session.config.result().transferMode != static_cast<uint32_t>(plan)) return false;
+    session.setTransferProfile(session.config.result());
+    session.prepareSignal();
+    return session.connectPrepare();
+}
+
+bool waitForIdle(Sync& session) {
+    for (int i = 0; i < 1000 && session.state.load() != Sync::Idle; ++i)
+        std::this_thread::sleep_for(10ms);
+    return session.state.load() == Sync::Idle;
+}
+
+bool logged(const TESTING::LogCapture& capture, const std::string& start) {
+    for (const auto& m : capture.messages())
+        if (m.rfind(start, 0) == 0) return true;
+    return false;
+}
+
+// Each row streams the signal for a moment, then ends the stream or lets the row's fault end it.
+TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
+    enum class End { Host, Target, Worker };
+    enum class Phase { Normal, Inverted, Switched }; // Switched: the host turns its phase midway
+    struct Row {
+        const char* name;
+        std::function<void(OutputConfig&)> tweak;
+        std::vector<std::string> lines; // the worker's log lines that show it, by their start
+        End end;
+        Phase phase = Phase::Normal; // how the signal arrives
+        bool repeats = false;
+        Plan plan = Plan::Fix;
+    } rows[] = {
+        {"a plain stream, closed by the Host",
+         [](OutputConfig&) {},
+         {"CONNECTPRE_REQ latency=", "connectWait notimeout", "connectWait 2", "redy to play loop start0",
+          "play 2", "buffer Final ", "discone", "wth end"},
+         End::Host},
+        {"packets of a fixed size, the cycle follows the feedback",
+         [](OutputConfig&) {},
+         {"info rcv 3 "},
+         End::Host,
+         Phase::Normal,
+         false,
+         Plan::Var},
+        {"cycles drawn at random",
+         [](OutputConfig&) {},
+         {"info rcv 3 "},
+         End::Host,
+         Phase::Normal,
+         false,
+         Plan::Random},
+        {"lost packets are repeated",
+         [](OutputConfig& o) { o.faults.burstEvery = 200, o.faults.burstLength = 3; },
+         {"   cout resend "},
+         End::Host,
+         Phase::Normal,
+         true},
+        {"inverted phase from the start",
+         [](OutputConfig& o) { o.invertAtStart = true; },
+         {"Play Phase Invert"},
+         End::Host,
+         Phase::Inverted},
+        {"the host's phase turns at the next feedback",
+         [](OutputConfig&) {},
+         {"Host Phase Invert"},
+         End::Host,
+         Phase::Switched},
+        {"the Target closes the stream",
+         [](OutputConfig& o) { o.faults.closeAfterMs = 300; },
+         {"DSICONNECT_ANS "},
+         End::Target},
+        {"a resend further back than the ring",
+         [](OutputConfig& o) { o.faults.resendBeyondAtMs = 300; },
+         {"   cout error "},
+         End::Worker},
+        // Nothing from the Target for a second (8 info cycles of 10 ms are less) ends the stream.
+        {"a Target that falls silent",
+         [](OutputConfig& o) { o.faults.silentAfterMs = 200; },
+         {"   timeout "},
+         End::Worker},
+    };
+    for (const auto& r : rows) {
+        TESTING::LogCapture capture(6);
+        Target target(r.tweak);
+        ASSERT_TRUE(target.started) << r.name;
+        SignalSession session;
+        ASSERT_TRUE(prepare(session, target, r.plan)) << r.name;
+        ASSERT_TRUE(session.connect() && session.connectWait() && session.is_connect()) << r.name;
+        EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
+        session.play();
+        std::this_thread::sleep_for(250ms);
+        if (r.phase == Phase::Switched) session.setHostPhase(true);
+        std::this_thread::sleep_for(250ms);
+        if (r.end == End::Host) {
+            EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
+            session.disconnect(); // returns when the stream has ended
+            EXPECT_EQ(session.state.load(), Sync::Idle) << r.name;
+            EXPECT_FALSE(session.workerThread.joinable()) << r.name;
+        }
+        EXPECT_TRUE(waitForIdle(session)) << r.name;
+        session.close();
+        EXPECT_FALSE(session.workerThread.joinable()) << r.name;
+        for (const auto& line : r.lines)
+            EXPECT_TRUE(logged(capture, line)) << r.name << ": " << line;
+        EXPECT_FALSE(logged(capture, "DSICONNECT_REQ ERROR ")) << r.name;
+
+        if (r.end == End::Worker) target.target->stop(); // the worker ended without a word to the Target
+        StreamReport report;
+        ASSERT_TRUE(target.report(report)) << r.name;
+        EXPECT_EQ(report.closedByHost, r.end == End::Host) << r.name;
+        EXPECT_EQ(report.verifier.differed, 0u) << r.name;
+        if (r.end != End::Host) continue;
+        EXPECT_TRUE(report.finalSeen) << r.name;
+        EXPECT_EQ(report.gapsNeverFilled, 0u) << r.name;
+        EXPECT_GT(session.handedOut.load(), 0u) << r.name;
+        // Every frame handed out arrived, in order, and nothing else but silence.
+        const VerifierResult& v = report.verifier;
+        EXPECT_EQ(v.matched + v.inverted, session.handedOut.load()) << r.name;
+        EXPECT_EQ(v.matched != 0, r.phase != Phase::Inverted) << r.name;
+        EXPECT_EQ(v.inverted != 0, r.phase != Phase::Normal) << r.name;
+        EXPECT_EQ(report.repeats > 0, r.repeats) << r.name;
+    }
+}
+
+TEST(WorkerStreamTest, RefusedStreamLeavesTheSessionIdle) {
+    TESTING::LogCapture capture(6);
+    Target target([](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::Echo; });
+    ASSERT_TRUE(target.started);
+    SignalSession session;
+    ASSERT_TRUE(prepare(session, target));
+    session.gated = true;
+    ASSERT_TRUE(session.connect());
+    // The worker starts once this thread is well inside connectWait; it ends as the Target refuses.
+    std::thread opener([&session] {
+        std::this_thread::sleep_for(300ms);
+        session.openGate();
+    });
+    EXPECT_TRUE(session.connectWait());
+    opener.join();
+    EXPECT_FALSE(session.is_connect());
+    EXPECT_EQ(session.state.load(), Sync::Idle);
+    EXPECT_TRUE(capture.contains("wth CR ack none"));
+    EXPECT_TRUE(capture.contains("connectWait 0"));
+    session.disconnect(); // nothing to end: returns at once
+    EXPECT_FALSE(capture.contains("discone"));
+    // Without a plan the worker asks for no stream.
+    session.setTransferProfile(TransferProfile{});
+    ASSERT_TRUE(session.connect());
+    EXPECT_TRUE(waitForIdle(session));
+    EXPECT_TRUE(capture.contains("wth profile invalid"));
+
+    // Without a format nothing starts, and there is nothing to wait for.
+    Sync bare;
+    EXPECT_FALSE(bare.connect());
+    EXPECT_FALSE(bare.workerThread.joinable());
+    EXPECT_FALSE(bare.connectWait());
+    EXPECT_TRUE(capture.contains("sinkConfig invalid"));
+}
+
+TEST(WorkerStreamTest, ModeWordInTheStartLine) {
+    const uint32_t cores = BRINA::physicalCoreCount();
+    const std::string cpu = "CPU:" + std::to_string(cores);
+    const bool few = cores <= 2;
+    struct Row {
+        uint32_t mode;
+        uint16_t latency;
+        std::string line;
+        uint32_t modeAfter;
+    } rows[] = {
+        {CRITICAL, 20, "wth start CRITICAL " + cpu + " FEEDBACK:1  Info=10", CRITICAL},
+        {NOFASTFEEDBACK, 2000, "wth start " + cpu + " FEEDBACK:1  Info=10", 0},
+        {NOFASTFEEDBACK, 2001, "wth start " + cpu + " FEEDBACK:1 NOFASTFEEDBACK  Info=10", NOFASTFEEDBACK},
+        {FEEDBACK | NOSLEEPFORCE | NOSLEEP4CORE | SOCKETNOBLOCK, 20,
+         "wth start NOSLEEP4CORE NOSLEEPFORCE SOCKETNOBLOCK " + cpu + " FEEDBACK:8  Info=10",
+         FEEDBACK | NOSLEEPFORCE | NOSLEEP4CORE | SOCKETNOBLOCK},
+        {NOSLEEP4CORE | NOSHORTSLEEP, 20,
+         std::string("wth start NOSHORTSLEEP ") + (few ? "" : "NOSLEEP4CORE ") + cpu + " FEEDBACK:1  Info=10",
+         NOSHORTSLEEP | (few ? 0 : NOSLEEP4CORE)},
+    };
+    Target target([](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::Echo; });
+    ASSERT_TRUE(target.started);
+    for (const auto& r : rows) {
+        TESTING::LogCapture capture(6);
+        SignalSession session;
+        ASSERT_TRUE(prepare(session, target)) << r.line;
+        session.setThreadMode(r.mode);
+        session.latency = r.latency;
+        ASSERT_TRUE(session.connect()) << r.line;
+        EXPECT_TRUE(waitForIdle(session)) << r.line;
+        session.close();
+        std::vector<std::string> starts;
+        for (const auto& m : capture.messages())
+            if (m.rfind("wth start ", 0) == 0) starts.push_back(m);
+        EXPECT_EQ(starts, std::vector<std::string>{r.line});
+        // The reduced word stays for the next stream.
+        EXPECT_EQ(session.threadMode.load(), r.modeAfter) << r.line;
+    }
+}
+
+} // namespace
