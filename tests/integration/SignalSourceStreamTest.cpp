@@ -1,0 +1,156 @@
+// The stream buffer end to end: the test signal and a WAV file stream through the ring and the worker to
+// the software Target on ::1, a slow producer leaves only silence behind, and one object streams twice.
+#include "AudioFileWriter.h"
+#include "Capabilities.h"
+#include "LogCapture.h"
+#include "ScriptedHost.h"
+#include "SignalSource.h"
+#include "SoftwareTarget.h"
+#include "TestSignal.h"
+#include "WavSource.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace TESSERA;
+using namespace std::chrono_literals;
+
+constexpr uint32_t kPcm16Stereo = 0x0202, kRate44100 = 0x000A;
+constexpr uint32_t kBlockFrames = 441; // one host buffer of ten milliseconds
+
+class Target {
+public:
+    Target() {
+        TargetConfig config;
+        config.bindAddress = TESTING::loopbackAddress();
+        config.discoveryPort = 0;
+        config.outputs[0].pcmMask = Capabilities::defaultPcm();
+        target = std::make_unique<SoftwareTarget>(config);
+        target->onStreamFinished = [this](size_t, const StreamReport& report) {
+            std::lock_guard<std::mutex> lock(mutex);
+            reports.push_back(report);
+            ended.notify_all();
+        };
+        std::string error;
+        EXPECT_TRUE(target->start(error)) << error;
+    }
+    BRINA::IPAddress control() const { return TESTING::loopbackAddress(target->controlPort(0)); }
+    // The report of stream n (from 0), once it has ended.
+    bool report(size_t n, StreamReport& out) {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (!ended.wait_for(lock, 10s, [&] { return reports.size() > n; })) return false;
+        out = reports[n];
+        return true;
+    }
+    std::unique_ptr<SoftwareTarget> target;
+
+private:
+    std::mutex mutex;
+    std::condition_variable ended;
+    std::vector<StreamReport> reports;
+};
+
+// Negotiation and a plan of one packet a millisecond; then the caller prepares its ring.
+bool negotiate(SyncBuffer& session, Target& target, StreamFormat format) {
+    if (!session.open(1, 10000, 0, "buffer test", 0) || !session.getInfo(target.control(), 0, false) ||
+        !session.selectFormat(format.type(), format.rateBits()))
+        return false;
+    session.prepareConfig(400);
+    if (!session.config.configTransferFix(1000, 1)) return false;
+    session.setTransferProfile(session.config.result());
+    return true;
+}
+
+// Streams until the source says all is in the ring, then ends the stream.
+template <typename Source> bool streamToTheEnd(Source& source) {
+    if (!source.connectPrepare() || !source.connect() || !source.connectWait() ||
+        source.state.load() != Sync::Streaming)
+        return false;
+    source.play();
+    for (int i = 0; i < 1000 && !source.finished(); ++i)
+        std::this_thread::sleep_for(10ms);
+    source.disconnect();
+    return source.finished() && source.state.load() == Sync::Idle && !source.workerThread.joinable();
+}
+
+TEST(SignalSourceStreamTest, OneObjectStreamsTheSignalTwice) {
+    Target target;
+    SignalSource source;
+    ASSERT_TRUE(negotiate(source, target, StreamFormat(kPcm16Stereo, kRate44100)));
+    const uint64_t lengths[] = {22050, 13230}; // half a second, then a shorter stream on the same object
+    for (size_t n = 0; n < 2; ++n) {
+        source.prepare(kBlockFrames, 6, lengths[n]);
+        ASSERT_TRUE(streamToTheEnd(source)) << n;
+        StreamReport report;
+        ASSERT_TRUE(target.report(n, report)) << n;
+        EXPECT_TRUE(report.bitPerfect()) << n;
+        EXPECT_TRUE(report.finalSeen) << n;
+        // Every frame produced arrived, after the ring's six blocks of silence at the start.
+        EXPECT_EQ(report.verifier.matched, lengths[n]) << n;
+        EXPECT_GE(report.verifier.leadingSilence, 6u * kBlockFrames) << n;
+    }
+}
+
+TEST(SignalSourceStreamTest, WavFileArrivesBitExact) {
+    const StreamFormat format(0x0402, 0x0024); // 24-bit stereo at 192 kHz
+    const std::string path = testing::TempDir() + "signal-source-stream.wav";
+    {
+        TestSignal signal(format);
+        std::vector<uint8_t> audio(format.bytesPerFrame() * 96000);
+        signal.render(0, 96000, audio.data());
+        AudioFileWriter writer;
+        ASSERT_TRUE(writer.open(path, format) &&
+                    writer.write(audio.data(), static_cast<uint32_t>(audio.size())) && writer.close());
+    }
+    Target target;
+    WavSource source;
+    std::string error;
+    ASSERT_TRUE(source.open(path, error)) << error;
+    ASSERT_EQ(source.fileFormat(), format);
+    ASSERT_TRUE(negotiate(source, target, source.fileFormat()));
+    source.prepare(1920, 6);
+    ASSERT_TRUE(streamToTheEnd(source));
+    EXPECT_FALSE(source.readFailed());
+    StreamReport report;
+    ASSERT_TRUE(target.report(0, report));
+    EXPECT_TRUE(report.bitPerfect());
+    EXPECT_EQ(report.verifier.matched, 96000u);
+    EXPECT_EQ(source.framesProduced(), 96000u);
+}
+
+// A host that once takes longer than the whole ring to fill a block.
+class SlowSource : public SignalSource {
+public:
+    ~SlowSource() override { shutdown(); }
+    void fillBuffer(std::vector<uint8_t>& slot, bool first) override {
+        if (++fills == 30) std::this_thread::sleep_for(120ms);
+        SignalSource::fillBuffer(slot, first);
+    }
+    uint32_t fills = 0; // BufferWorker alone
+};
+
+TEST(SignalSourceStreamTest, SlowProducerLeavesSilenceAndTheStreamGoesOn) {
+    TESTING::LogCapture capture(4);
+    Target target;
+    SlowSource source;
+    ASSERT_TRUE(negotiate(source, target, StreamFormat(kPcm16Stereo, kRate44100)));
+    source.prepare(kBlockFrames, 3, 44100);
+    ASSERT_TRUE(streamToTheEnd(source));
+    EXPECT_TRUE(capture.contains("SyncBuffer not enough mute data return 1764"));
+    StreamReport report;
+    ASSERT_TRUE(target.report(0, report));
+    // The gap is silence inside the signal, not damage: every frame still arrives, in order.
+    EXPECT_TRUE(report.bitPerfect());
+    EXPECT_EQ(report.verifier.matched, 44100u);
+    EXPECT_GE(report.verifier.silenceInside, 441u);
+    EXPECT_TRUE(report.finalSeen);
+}
+
+} // namespace
