@@ -9,26 +9,17 @@
 #include <unistd.h>
 #include <vector>
 
-namespace {
-
-// One scratch file per fuzzing process, removed at its end.
-struct ScratchFile {
-    std::string path = "/tmp/tessera-wavfuzz-" + std::to_string(getpid()) + ".wav";
-    ~ScratchFile() { std::remove(path.c_str()); }
-};
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const ScratchFile scratch;
-    const std::string& path = scratch.path;
+    static const std::string path = "/tmp/tessera-wavfuzz-" + std::to_string(getpid()) + ".wav";
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (!file) return 0;
     std::fwrite(data, 1, size, file);
     std::fclose(file);
     TESSERA::WavReader reader;
     std::string error;
-    if (!reader.open(path, error)) {
+    const bool opened = reader.open(path, error);
+    std::remove(path.c_str()); // the open file stays readable; nothing is left behind when the fuzzer ends
+    if (!opened) {
         if (error.empty()) std::abort(); // a refusal always says why
         return 0;
     }
