@@ -1,19 +1,15 @@
 // The stream buffer end to end: the test signal and a WAV file stream through the ring and the worker to
 // the software Target on ::1, a slow producer leaves only silence behind, and one object streams twice.
 #include "AudioFileWriter.h"
-#include "Capabilities.h"
 #include "LogCapture.h"
-#include "ScriptedHost.h"
 #include "SignalSource.h"
-#include "SoftwareTarget.h"
+#include "StreamTarget.h"
 #include "TestSignal.h"
 #include "WavSource.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -25,37 +21,7 @@ using namespace std::chrono_literals;
 constexpr uint32_t kPcm16Stereo = 0x0202, kRate44100 = 0x000A;
 constexpr uint32_t kBlockFrames = 441; // one host buffer of ten milliseconds
 
-class Target {
-public:
-    Target() {
-        TargetConfig config;
-        config.bindAddress = TESTING::loopbackAddress();
-        config.discoveryPort = 0;
-        config.outputs[0].pcmMask = Capabilities::defaultPcm();
-        target = std::make_unique<SoftwareTarget>(config);
-        target->onStreamFinished = [this](size_t, const StreamReport& report) {
-            std::lock_guard<std::mutex> lock(mutex);
-            reports.push_back(report);
-            ended.notify_all();
-        };
-        std::string error;
-        EXPECT_TRUE(target->start(error)) << error;
-    }
-    BRINA::IPAddress control() const { return TESTING::loopbackAddress(target->controlPort(0)); }
-    // The report of stream n (from 0), once it has ended.
-    bool report(size_t n, StreamReport& out) {
-        std::unique_lock<std::mutex> lock(mutex);
-        if (!ended.wait_for(lock, 10s, [&] { return reports.size() > n; })) return false;
-        out = reports[n];
-        return true;
-    }
-    std::unique_ptr<SoftwareTarget> target;
-
-private:
-    std::mutex mutex;
-    std::condition_variable ended;
-    std::vector<StreamReport> reports;
-};
+using Target = TESTING::StreamTarget;
 
 // Negotiation and a plan of one packet a millisecond; then the caller prepares its ring.
 bool negotiate(SyncBuffer& session, Target& target, StreamFormat format) {

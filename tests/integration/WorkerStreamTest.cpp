@@ -1,22 +1,16 @@
 // The worker end to end: a session streams the test signal to the software Target on ::1 and closes the
 // stream; a Target that refuses the stream, and one that falls silent.
-#include "Capabilities.h"
 #include "LogCapture.h"
-#include "ScriptedHost.h"
-#include "SoftwareTarget.h"
+#include "SignalSession.h"
+#include "StreamTarget.h"
 #include "Sync.h"
-#include "TestSignal.h"
 #include "Thread.h"
 #include "ThreadMode.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -25,106 +19,17 @@ namespace {
 using namespace TESSERA;
 using namespace std::chrono_literals;
 
-constexpr uint32_t kPcm16Stereo = 0x0202, kRate44100 = 0x000A;
-constexpr uint32_t kBlockFrames = 441; // ten milliseconds, so that packets take bytes from two blocks
+using TESTING::SignalSession;
+using Target = TESTING::StreamTarget;
+using Plan = SignalSession::Plan;
 
-// A session whose blocks are the test signal, in the format that goes on the wire, until disconnect.
-class SignalSession : public Sync {
-public:
-    bool getNewStream(Stream& out) override {
-        if (ending.load()) return false;
-        signal->render(handedOut.load(), kBlockFrames, block.data());
-        handedOut.fetch_add(kBlockFrames);
-        out = Stream{block.data(), static_cast<uint32_t>(block.size())};
-        return true;
-    }
-    void disconnect() override {
-        ending.store(true);
-        Sync::disconnect();
-    }
-    // A worker that starts only when the gate opens, so that a test can be in connectWait first.
-    bool startWorker() override {
-        if (!gated) return Sync::startWorker();
-        workerThread = std::thread([this] {
-            std::unique_lock<std::mutex> lock(gateMutex);
-            gateOpened.wait_for(lock, 10s, [this] { return gateIsOpen; });
-            lock.unlock();
-            wthMain();
-        });
-        return true;
-    }
-    void openGate() {
-        std::lock_guard<std::mutex> lock(gateMutex);
-        gateIsOpen = true;
-        gateOpened.notify_all();
-    }
-    void prepareSignal() {
-        signal = std::make_unique<TestSignal>(sinkFormat);
-        block.resize(kBlockFrames * sinkFormat.bytesPerFrame());
-    }
+const StreamFormat kPcm16Stereo44100(0x0202, 0x000A);
 
-    std::atomic<uint64_t> handedOut{0};
-    bool gated = false;
-
-private:
-    std::unique_ptr<TestSignal> signal;
-    std::vector<uint8_t> block;
-    std::atomic<bool> ending{false};
-    std::mutex gateMutex;
-    std::condition_variable gateOpened;
-    bool gateIsOpen = false;
-};
-
-// A Target on ::1 that keeps the report of each stream that ended.
-class Target {
-public:
-    explicit Target(const std::function<void(OutputConfig&)>& tweak) {
-        TargetConfig config;
-        config.bindAddress = TESTING::loopbackAddress();
-        config.discoveryPort = 0;
-        OutputConfig& out = config.outputs[0];
-        out.pcmMask = Capabilities::defaultPcm();
-        tweak(out);
-        target = std::make_unique<SoftwareTarget>(config);
-        target->onStreamFinished = [this](size_t, const StreamReport& report) {
-            std::lock_guard<std::mutex> lock(mutex);
-            reports.push_back(report);
-            ended.notify_all();
-        };
-        std::string error;
-        started = target->start(error);
-        EXPECT_TRUE(started) << error;
-    }
-    BRINA::IPAddress control() const { return TESTING::loopbackAddress(target->controlPort(0)); }
-    bool report(StreamReport& out) {
-        std::unique_lock<std::mutex> lock(mutex);
-        if (!ended.wait_for(lock, 10s, [this] { return !reports.empty(); })) return false;
-        out = reports.front();
-        return true;
-    }
-    bool started = false;
-    std::unique_ptr<SoftwareTarget> target;
-
-private:
-    std::mutex mutex;
-    std::condition_variable ended;
-    std::vector<StreamReport> reports;
-};
-
-enum class Plan { Var, Fix, Random }; // in the order of the transfer modes
-
-// Negotiates 44.1 kHz, 16 bits, stereo in a plan of one packet a cycle of about a millisecond.
+// Negotiates 44.1 kHz, 16 bits, stereo in a plan of one packet a cycle of about a millisecond, with a
+// second of the signal, more than any stream here takes.
 bool prepare(SignalSession& session, Target& target, Plan plan = Plan::Fix) {
-    if (!session.open(1, 10000, 0, "worker test", 0) || !session.getInfo(target.control(), 0, false) ||
-        !session.selectFormat(kPcm16Stereo, kRate44100))
-        return false;
-    session.prepareConfig(400);
-    const bool planned = plan == Plan::Fix   ? session.config.configTransferFix(1000, 1)
-                         : plan == Plan::Var ? session.config.configTransferVar(1000, 1)
-                                             : session.config.configTransferRandom(500, 1000, 1);
-    if (!planned || session.config.result().transferMode != static_cast<uint32_t>(plan)) return false;
-    session.setTransferProfile(session.config.result());
-    session.prepareSignal();
+    if (!session.negotiate(target.control(), kPcm16Stereo44100, plan)) return false;
+    session.prepareSignal(1.0);
     return session.connectPrepare();
 }
 
@@ -205,7 +110,7 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
     for (const auto& r : rows) {
         TESTING::LogCapture capture(6);
         Target target(r.tweak);
-        ASSERT_TRUE(target.started) << r.name;
+        ASSERT_TRUE(target.started()) << r.name;
         SignalSession session;
         ASSERT_TRUE(prepare(session, target, r.plan)) << r.name;
         ASSERT_TRUE(session.connect() && session.connectWait() && session.is_connect()) << r.name;
@@ -227,9 +132,9 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
             EXPECT_TRUE(logged(capture, line)) << r.name << ": " << line;
         EXPECT_FALSE(logged(capture, "DSICONNECT_REQ ERROR ")) << r.name;
 
-        if (r.end == End::Worker) target.target->stop(); // the worker ended without a word to the Target
+        if (r.end == End::Worker) target.target().stop(); // the worker ended without a word to the Target
         StreamReport report;
-        ASSERT_TRUE(target.report(report)) << r.name;
+        ASSERT_TRUE(target.report(0, report)) << r.name;
         EXPECT_EQ(report.closedByHost, r.end == End::Host) << r.name;
         EXPECT_EQ(report.verifier.differed, 0u) << r.name;
         if (r.end != End::Host) continue;
@@ -248,7 +153,7 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
 TEST(WorkerStreamTest, RefusedStreamLeavesTheSessionIdle) {
     TESTING::LogCapture capture(6);
     Target target([](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::Echo; });
-    ASSERT_TRUE(target.started);
+    ASSERT_TRUE(target.started());
     SignalSession session;
     ASSERT_TRUE(prepare(session, target));
     session.gated = true;
@@ -301,7 +206,7 @@ TEST(WorkerStreamTest, ModeWordInTheStartLine) {
          NOSHORTSLEEP | (few ? 0 : NOSLEEP4CORE)},
     };
     Target target([](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::Echo; });
-    ASSERT_TRUE(target.started);
+    ASSERT_TRUE(target.started());
     for (const auto& r : rows) {
         TESTING::LogCapture capture(6);
         SignalSession session;

@@ -1,0 +1,95 @@
+#include "SignalSession.h"
+
+#include "TestSignal.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <thread>
+
+namespace TESTING {
+
+using namespace TESSERA;
+
+bool SignalSession::negotiate(const BRINA::IPAddress& control, StreamFormat hostFormat, Plan plan,
+                              uint32_t mode, uint32_t limit) {
+    if (!open(mode, 10000, 0, "e2e test", 0) || !getInfo(control, 0, false) ||
+        !selectFormat(hostFormat.type(), hostFormat.rateBits()))
+        return false;
+    prepareConfig(400);
+    switch (plan) {
+    case Plan::Fix:
+        if (!config.configTransferFix(1000, 1)) return false;
+        setTransferProfile(config.result());
+        return true;
+    case Plan::Var:
+        if (!config.configTransferVar(1000, 1)) return false;
+        setTransferProfile(config.result());
+        return true;
+    case Plan::Random:
+        return configTransferRandom(500, 1000, 1);
+    case Plan::FixAuto:
+        return configTransferFixAuto(1000);
+    case Plan::VarAuto:
+        return configTransferVarAuto(1000);
+    case Plan::Profile:
+        configTransferAuto(limit, 0, 1000);
+        return true;
+    }
+    return false;
+}
+
+void SignalSession::prepareSignal(double seconds) {
+    const uint32_t frameBytes = sourceFormat.bytesPerFrame();
+    const uint64_t perSecond = frameBytes == 0 ? 0 : sourceFormat.bytesPerSecond() / frameBytes;
+    blockFrames = static_cast<uint32_t>(std::max<uint64_t>(1, perSecond / 100));
+    const auto blocks = static_cast<uint64_t>(std::ceil(seconds * 100));
+    totalFrames = blocks * blockFrames;
+    signal.resize(totalFrames * frameBytes);
+    TestSignal(sourceFormat).render(0, static_cast<uint32_t>(totalFrames), signal.data());
+    silence.assign(uint64_t{blockFrames} * frameBytes, sourceFormat.muteByte());
+}
+
+bool SignalSession::getNewStream(Stream& out) {
+    if (ending.load()) return false;
+    const uint64_t first = handedOut.load();
+    if (first >= totalFrames) {
+        out = Stream{silence.data(), static_cast<uint32_t>(silence.size())};
+        return true;
+    }
+    const uint64_t frames = std::min<uint64_t>(blockFrames, totalFrames - first);
+    const uint32_t frameBytes = sourceFormat.bytesPerFrame();
+    out = Stream{signal.data() + first * frameBytes, static_cast<uint32_t>(frames * frameBytes)};
+    handedOut.store(first + frames);
+    return true;
+}
+
+bool SignalSession::connect() {
+    handedOut.store(0);
+    ending.store(false);
+    return Sync::connect();
+}
+
+void SignalSession::disconnect() {
+    ending.store(true);
+    Sync::disconnect();
+}
+
+bool SignalSession::startWorker() {
+    if (!gated) return Sync::startWorker();
+    workerThread = std::thread([this] {
+        std::unique_lock<std::mutex> lock(gateMutex);
+        gateOpened.wait_for(lock, std::chrono::seconds(10), [this] { return gateIsOpen; });
+        lock.unlock();
+        wthMain();
+    });
+    return true;
+}
+
+void SignalSession::openGate() {
+    std::lock_guard<std::mutex> lock(gateMutex);
+    gateIsOpen = true;
+    gateOpened.notify_all();
+}
+
+} // namespace TESTING

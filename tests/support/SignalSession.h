@@ -1,0 +1,56 @@
+#pragma once
+// A Host session for end-to-end tests: it negotiates with a Target, plans the stream, and hands the worker
+// the test signal in the host's format, rendered before the stream so that the worker only copies.
+#include "Network/IPAddress.h"
+#include "Stream.h"
+#include "StreamFormat.h"
+#include "Sync.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+namespace TESTING {
+
+class SignalSession : public TESSERA::Sync {
+public:
+    // The plans that the driver's start can choose, by the name of its setting.
+    enum class Plan { Fix, Var, Random, FixAuto, VarAuto, Profile };
+
+    // Opens the session, asks the Target everything, takes the host's format and plans the stream; false
+    // at the first step that fails. The profile plan passes limit as the Target profile's time limit.
+    bool negotiate(const BRINA::IPAddress& control, TESSERA::StreamFormat hostFormat, Plan plan = Plan::Fix,
+                   uint32_t threadMode = 1, uint32_t limit = 500);
+    // Renders this many seconds of the signal in the source format, whole blocks of ten milliseconds.
+    void prepareSignal(double seconds);
+
+    // Blocks of the signal, then silence; nothing once disconnect has begun.
+    bool getNewStream(TESSERA::Stream& out) override;
+    // Each stream starts at the signal's first frame.
+    bool connect() override;
+    void disconnect() override;
+    // A worker that starts only when the gate opens, so that a test can be in connectWait first.
+    bool startWorker() override;
+    void openGate();
+
+    uint64_t signalFrames() const { return totalFrames; }
+    // Every frame of the signal has gone to the worker.
+    bool signalTaken() const { return handedOut.load() >= totalFrames; }
+    // Frames of the signal handed to the worker in this stream; the worker writes, tests read.
+    std::atomic<uint64_t> handedOut{0};
+    bool gated = false;
+
+private:
+    std::vector<uint8_t> signal;  // the whole signal, in the source format
+    std::vector<uint8_t> silence; // one block of the source format's mute byte
+    uint32_t blockFrames = 0;
+    uint64_t totalFrames = 0;
+    std::atomic<bool> ending{false}; // set by disconnect on the caller's thread, read by the worker
+    std::mutex gateMutex;
+    std::condition_variable gateOpened;
+    bool gateIsOpen = false;
+};
+
+} // namespace TESTING
