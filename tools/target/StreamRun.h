@@ -32,6 +32,8 @@ public:
     static constexpr uint64_t kHostSilenceUs = 2000000;
     // The longest wait in the socket, so that stop requests, play-out and repeats are served promptly.
     static constexpr uint32_t kLongestWaitUs = 2000;
+    // The stream socket's receive queue: a fifth of a second of the fastest streams.
+    static constexpr uint32_t kReceiveBufferBytes = 4 << 20;
 
     StreamRun(const OutputConfig& config, Log log, StreamFormat sinkFormat, const BRINA::IPAddress& host);
 

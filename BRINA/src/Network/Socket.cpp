@@ -193,6 +193,10 @@ bool Socket::joinGroup(const IPAddress& group) {
     return osSocketJoinGroup6(handle, group.bytes(), group.scope());
 }
 
+bool Socket::setReceiveBuffer(uint32_t bytes) {
+    return osSocketSetOption(handle, OsOption::ReceiveBuffer, bytes);
+}
+
 void Socket::shutdown() {
     osSocketShutdown(handle);
 }

@@ -41,6 +41,8 @@ public:
     bool receive(std::vector<uint8_t>& buffer, IPAddress& from);
     int wait(uint32_t microseconds);
     bool setBlocking(bool on);
+    // Asks for a receive queue of this many bytes; the system may cap it.
+    bool setReceiveBuffer(uint32_t bytes);
     bool joinGroup(const IPAddress& group);
 
     // Thin wrappers that nothing in the system uses yet.

@@ -1,5 +1,6 @@
 #include "OsSocket.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
@@ -174,6 +175,8 @@ bool osSocketSetOption(OsSocketHandle handle, OsOption option, uint32_t value) {
         return setInt(socket, IPPROTO_IPV6, IPV6_MULTICAST_IF, static_cast<int>(value));
     case OsOption::UnicastInterface6:
         return setUnicastInterface6(socket, value);
+    case OsOption::ReceiveBuffer:
+        return setInt(socket, SOL_SOCKET, SO_RCVBUF, static_cast<int>(std::min<uint32_t>(value, INT32_MAX)));
     }
     return false;
 }

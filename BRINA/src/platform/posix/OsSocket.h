@@ -40,6 +40,7 @@ enum class OsOption {
     V6Only,              // an IPv6 socket refuses IPv4-mapped traffic
     MulticastInterface6, // interface index for outgoing IPv6 multicast
     UnicastInterface6,   // interface index for outgoing IPv6 unicast
+    ReceiveBuffer,       // bytes the system may queue for reading; it may grant less
 };
 
 // The socket library's start and end for the process; nothing to do on POSIX.
