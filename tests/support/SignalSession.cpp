@@ -41,8 +41,8 @@ bool SignalSession::negotiate(const BRINA::IPAddress& control, StreamFormat host
 
 void SignalSession::prepareSignal(double seconds) {
     const uint32_t frameBytes = sourceFormat.bytesPerFrame();
-    const uint64_t perSecond = frameBytes == 0 ? 0 : sourceFormat.bytesPerSecond() / frameBytes;
-    blockFrames = static_cast<uint32_t>(std::max<uint64_t>(1, perSecond / 100));
+    framesPerSecond = frameBytes == 0 ? 0 : sourceFormat.bytesPerSecond() / frameBytes;
+    blockFrames = static_cast<uint32_t>(std::max<uint64_t>(1, framesPerSecond / 100));
     const auto blocks = static_cast<uint64_t>(std::ceil(seconds * 100));
     totalFrames = blocks * blockFrames;
     signal.resize(totalFrames * frameBytes);
@@ -51,7 +51,7 @@ void SignalSession::prepareSignal(double seconds) {
 }
 
 bool SignalSession::getNewStream(Stream& out) {
-    if (ending.load()) return false;
+    if (state.load() == Disconnecting) return false; // the end of the audio
     const uint64_t first = handedOut.load();
     if (first >= totalFrames) {
         out = Stream{silence.data(), static_cast<uint32_t>(silence.size())};
@@ -66,13 +66,21 @@ bool SignalSession::getNewStream(Stream& out) {
 
 bool SignalSession::connect() {
     handedOut.store(0);
-    ending.store(false);
     return Sync::connect();
 }
 
-void SignalSession::disconnect() {
-    ending.store(true);
-    Sync::disconnect();
+bool SignalSession::streamAll(uint32_t playAfterMs) {
+    if (!connectPrepare() || !connect() || !connectWait() || state.load() != Streaming) return false;
+    if (playAfterMs != 0) std::this_thread::sleep_for(std::chrono::milliseconds(playAfterMs));
+    play();
+    // The signal's own length and ten seconds more, for a busy machine.
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10) +
+                       std::chrono::milliseconds(totalFrames * 1000 / std::max<uint64_t>(1, framesPerSecond));
+    while (!signalTaken() && state.load() == Streaming && std::chrono::steady_clock::now() < limit)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    const bool taken = signalTaken() && state.load() == Streaming;
+    disconnect();
+    return taken && state.load() == Idle && !workerThread.joinable();
 }
 
 bool SignalSession::startWorker() {

@@ -30,7 +30,9 @@ public:
     bool getNewStream(TESSERA::Stream& out) override;
     // Each stream starts at the signal's first frame.
     bool connect() override;
-    void disconnect() override;
+    // One whole stream: prepare, connect, wait, play (after playAfterMs of silence), and disconnect once the
+    // worker has taken the whole signal. True when all of that went as it should and the worker has ended.
+    bool streamAll(uint32_t playAfterMs = 0);
     // A worker that starts only when the gate opens, so that a test can be in connectWait first.
     bool startWorker() override;
     void openGate();
@@ -47,7 +49,7 @@ private:
     std::vector<uint8_t> silence; // one block of the source format's mute byte
     uint32_t blockFrames = 0;
     uint64_t totalFrames = 0;
-    std::atomic<bool> ending{false}; // set by disconnect on the caller's thread, read by the worker
+    uint64_t framesPerSecond = 0;
     std::mutex gateMutex;
     std::condition_variable gateOpened;
     bool gateIsOpen = false;
