@@ -37,11 +37,11 @@ std::vector<int32_t> rateAdjusts(const TESTING::LogCapture& capture) {
     return values;
 }
 
-int32_t largest(std::vector<int32_t>::const_iterator from, std::vector<int32_t>::const_iterator to) {
-    int32_t most = 0;
+double mean(std::vector<int32_t>::const_iterator from, std::vector<int32_t>::const_iterator to) {
+    double sum = 0;
     for (auto i = from; i != to; ++i)
-        most = std::max(most, std::abs(*i));
-    return most;
+        sum += *i;
+    return from == to ? 0 : sum / static_cast<double>(to - from);
 }
 
 struct Case {
@@ -87,12 +87,16 @@ TEST_P(DriftStreamTest, RateFollowsTheTargetClock) {
         EXPECT_GE(report.underruns, 1u) << report.toJson();
         return;
     }
-    // The start swings the correction (the Target's buffer is empty at first); it then dies down, well
-    // inside the limits, while the buffer stays near its level and never runs dry.
-    const int32_t early = largest(adjust.begin(), adjust.begin() + kPerSecond);
-    const int32_t late = largest(lastSecond, adjust.end());
-    EXPECT_LT(late, FeedbackControl::kFastest / 2);
-    EXPECT_LT(late, early / 2);
+    // The start swings the correction (the Target's buffer is empty at first), and so does any moment in
+    // which a busy machine doesn't run the Host or the Target. Over the second half it swings about the
+    // small correction that the drift needs, off its limits, while the buffer stays near its level and
+    // never runs dry.
+    const auto half = adjust.begin() + static_cast<long>(adjust.size() / 2);
+    const auto pinned = std::count_if(half, adjust.end(), [](int32_t a) {
+        return a >= FeedbackControl::kFastest || a <= FeedbackControl::kSlowest;
+    });
+    EXPECT_LT(pinned, (adjust.end() - half) / 10);
+    EXPECT_LT(std::abs(mean(half, adjust.end())), 150.0);
     EXPECT_EQ(report.underruns, 0u) << report.toJson();
     EXPECT_GT(report.bufferMinMs, c.levelMs * 0.25) << report.toJson();
     EXPECT_LT(report.bufferMaxMs, c.levelMs * 2.0) << report.toJson();
