@@ -125,6 +125,29 @@ TEST(SocketTest, WaitTimesOutOrWakesOnADatagram) {
     other.join();
 }
 
+TEST(SocketTest, ReceiveBufferHoldsWhatTheSystemsDefaultWouldDrop) {
+    // 150 datagrams of 1400 bytes unread: the usual queue of 208 KB holds about 90 of them, and the larger
+    // queue holds them all even where the system caps it at that default (Linux grants twice the cap).
+    Socket receiver, sender;
+    IPAddress to(kLoopback, 0, 0);
+    ASSERT_TRUE(receiver.open(Socket::IPv6Datagram) && receiver.bind(to));
+    ASSERT_TRUE(receiver.setReceiveBuffer(1 << 20));
+    IPAddress from(kLoopback, 0, 0);
+    ASSERT_TRUE(sender.open(Socket::IPv6Datagram) && sender.bind(from));
+    const std::vector<uint8_t> datagram = pattern(1400, 3);
+    for (int i = 0; i < 150; ++i)
+        ASSERT_TRUE(sender.sendTo(to, datagram.data(), static_cast<uint32_t>(datagram.size()), true));
+    ASSERT_TRUE(receiver.setBlocking(false));
+    std::vector<uint8_t> buffer;
+    IPAddress source;
+    int received = 0;
+    while (receiver.receive(buffer, source) && !buffer.empty() && received < 1000)
+        ++received;
+    EXPECT_EQ(received, 150);
+    Socket closed;
+    EXPECT_FALSE(closed.setReceiveBuffer(1 << 20));
+}
+
 TEST(SocketTest, OpenOnAnOpenSocketClosesTheOldHandle) {
     Socket listener;
     IPAddress address(kLoopback, 0, 0);
