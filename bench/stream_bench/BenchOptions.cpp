@@ -56,6 +56,8 @@ prints a markdown table.
   --streams N       streams in a row, each with its own loss seed (default 1)
   --seed N          loss seed of the first stream (default 1)
   --no-bare         no bare loop beside the stream
+  --bare-packets N  datagrams in each burst of the bare loop (default: as in the stream's plan); 0
+                    leaves only the wake-ups of the schedule
   --block-ms MS     one block of the stream buffer (default 10)
   --blocks N        blocks in the stream buffer (default 6)
   --name NAME       name of the run and of its files (default from the settings)
@@ -121,6 +123,10 @@ bool BenchOptions::parse(int argc, char** argv, bool& help, std::string& error) 
             ok = whole(value, 1, 1000, streams);
         } else if (arg == "--seed") {
             ok = whole(value, 0, 0xFFFFFFFFu, seed);
+        } else if (arg == "--bare-packets") {
+            uint32_t n = 0;
+            ok = whole(value, 0, 64, n);
+            barePackets = static_cast<int32_t>(n);
         } else if (arg == "--block-ms") {
             ok = whole(value, 1, 1000, blockMs);
         } else if (arg == "--blocks") {

@@ -24,6 +24,7 @@ struct BenchOptions {
     uint32_t streams = 1;        // streams in a row, each with its own fault seed
     uint32_t seed = 1;           // of the first stream's faults
     bool bare = true;            // the bare wait-and-send loop beside each stream
+    int32_t barePackets = -1;    // datagrams in each of its bursts; -1: as many as the stream's plan
     uint32_t blockMs = 10;       // one block of the stream buffer
     uint32_t blocks = 6;         // blocks in the stream buffer
     std::string name;            // of the run and its files; made from the settings when empty

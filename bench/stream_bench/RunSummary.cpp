@@ -7,41 +7,40 @@ namespace TESSERA {
 
 namespace {
 
-// The 1-second mean of rateAdjust enters a band around its final level and stays there: that moment,
-// in seconds from play. The band is 2 steps of Q14 (122 ppm) or a quarter of the final level.
-double settleTime(const TrialResult& t, double seconds, double& steady, double& band) {
-    const auto& f = t.feedback;
-    std::vector<double> times, values;
-    for (const FeedbackRecord& r : f) {
+// How rateAdjust settles: its steady level is the median of the second half of the stream; it has
+// settled when its 1-second mean first comes within a band around that level (4 steps of Q14, 244 ppm, or a
+// quarter of the level). inBand: the share of later 1-second means that stay within the band.
+double settleTime(const TrialResult& t, double seconds, double& steady, double& band, double& inBand) {
+    std::vector<double> times, values, late;
+    for (const FeedbackRecord& r : t.feedback) {
         const double at = secondsBetween(t.playAt, r.time);
         if (at < 0 || at > seconds) continue;
         times.push_back(at);
         values.push_back(r.rateAdjust);
+        if (at >= seconds / 2) late.push_back(r.rateAdjust);
     }
     steady = 0;
-    band = 2;
-    if (values.size() < 4) return -1;
-    double sum = 0;
-    size_t n = 0;
-    for (size_t i = 0; i < values.size(); ++i)
-        if (times[i] >= seconds * 0.6) sum += values[i], ++n;
-    if (n == 0) return -1;
-    steady = sum / static_cast<double>(n);
-    band = std::max(2.0, std::fabs(steady) / 4);
+    band = 4;
+    inBand = 0;
+    if (late.empty()) return -1;
+    std::sort(late.begin(), late.end());
+    steady = late[late.size() / 2];
+    band = std::max(4.0, std::fabs(steady) / 4);
     double settled = -1;
-    size_t from = 0;
+    size_t from = 0, after = 0, within = 0;
     double windowSum = 0;
     for (size_t i = 0; i < values.size(); ++i) {
         windowSum += values[i];
         while (times[from] < times[i] - 1.0)
             windowSum -= values[from++];
         if (times[i] < 1.0) continue; // a full second first
-        const double mean = windowSum / static_cast<double>(i - from + 1);
-        if (std::fabs(mean - steady) > band)
-            settled = -1;
-        else if (settled < 0)
-            settled = times[i];
+        const bool near = std::fabs(windowSum / static_cast<double>(i - from + 1) - steady) <= band;
+        if (settled < 0 && near) settled = times[i];
+        if (settled < 0) continue;
+        ++after;
+        if (near) ++within;
     }
+    inBand = after != 0 ? static_cast<double>(within) / static_cast<double>(after) : 0;
     return settled;
 }
 
@@ -71,7 +70,8 @@ RunSummary RunSummary::of(const BenchOptions& options, const std::vector<TrialRe
         s.underrunsAfterTwoSeconds += t.underrunsAfterTwoSeconds;
         if (!t.haveReport) continue;
         const StreamReport& r = t.report;
-        if (t.ran && r.bitPerfect()) ++s.bitPerfect;
+        if (t.ran && t.audioBitPerfect) ++s.bitPerfect;
+        if (t.ran && t.streamBitPerfect) ++s.wholeStreams;
         s.lost += r.droppedByFaults;
         s.repeatsReceived += r.repeats;
         s.resendRequests += r.resendRequests;
@@ -99,7 +99,7 @@ RunSummary RunSummary::of(const BenchOptions& options, const std::vector<TrialRe
     s.repeatsPerLost = s.lost != 0 ? static_cast<double>(s.repeatsSent) / static_cast<double>(s.lost) : 0;
     if (!trials.empty()) {
         const TrialResult& first = trials.front();
-        s.settleSeconds = settleTime(first, options.seconds, s.steadyQ14, s.bandQ14);
+        s.settleSeconds = settleTime(first, options.seconds, s.steadyQ14, s.bandQ14, s.inBandShare);
         s.steadyPpm = s.steadyQ14 * 1e6 / 16384.0;
         bool any = false;
         for (const TargetWatch::Sample& sample : first.samples) {

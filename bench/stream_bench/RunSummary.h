@@ -19,12 +19,13 @@ struct RunSummary {
     double producerPercent = 0, barePercent = 0;
     double processPercent = 0, processUserPercent = 0, processSystemPercent = 0;
     double audioSeconds = 0;
-    uint32_t streams = 0, ran = 0, bitPerfect = 0;
+    uint32_t streams = 0, ran = 0, bitPerfect = 0, wholeStreams = 0; // audio bit-perfect; and every packet
     uint64_t lost = 0, repeatsSent = 0, repeatsReceived = 0, resendRequests = 0, gapsNeverFilled = 0;
     double repeatsPerLost = 0;
-    // The first stream's feedback: rateAdjust in its last 40% (Q14 and ppm), and when it settled.
+    // The first stream's feedback: rateAdjust's steady level (Q14 and ppm), when it settled, the band
+    // around the level, and the share of the time after that within the band.
     double steadyQ14 = 0, steadyPpm = 0, settleSeconds = -1; // -1: never within the band
-    double bandQ14 = 0;
+    double bandQ14 = 0, inBandShare = 0;
     double bufferMinMs = 0, bufferMaxMs = 0; // the first stream's play-out level after 2 s
     uint64_t underruns = 0, underrunsAfterTwoSeconds = 0;
     Stats latencyMs;

@@ -57,6 +57,7 @@ std::string RunWriter::json() const {
     j.integer("blockMs", options.blockMs);
     j.integer("blocks", options.blocks);
     j.flag("bareLoop", options.bare);
+    j.integer("barePackets", options.barePackets);
 
     j.open("cadence");
     j.integer("bursts", static_cast<int64_t>(s.cadence.count));
@@ -85,6 +86,7 @@ std::string RunWriter::json() const {
     j.integer("streamsRan", s.ran);
     j.integer("bitPerfect", s.bitPerfect);
     j.number("bitPerfectShare", s.streams != 0 ? static_cast<double>(s.bitPerfect) / s.streams : 0);
+    j.integer("everyPacket", s.wholeStreams);
     j.integer("lostPackets", static_cast<int64_t>(s.lost));
     j.integer("repeatsSent", static_cast<int64_t>(s.repeatsSent));
     j.integer("repeatsReceivedTwice", static_cast<int64_t>(s.repeatsReceived));
@@ -98,6 +100,7 @@ std::string RunWriter::json() const {
     j.number("rateAdjustSteadyPpm", s.steadyPpm);
     j.number("settleBandQ14", s.bandQ14);
     j.number("settleSeconds", s.settleSeconds);
+    j.number("inBandShareAfterSettling", s.inBandShare);
     j.number("bufferMinMsAfter2s", s.bufferMinMs);
     j.number("bufferMaxMsAfter2s", s.bufferMaxMs);
     j.integer("underruns", static_cast<int64_t>(s.underruns));
@@ -112,7 +115,9 @@ std::string RunWriter::json() const {
         j.integer("seed", t.seed);
         j.flag("ran", t.ran);
         j.text("error", t.error);
-        j.flag("bitPerfect", t.ran && t.haveReport && t.report.bitPerfect());
+        j.flag("bitPerfect", t.ran && t.audioBitPerfect);
+        j.flag("everyPacket", t.ran && t.streamBitPerfect);
+        j.integer("framesProduced", static_cast<int64_t>(t.framesProduced));
         j.integer("bursts", static_cast<int64_t>(t.bursts));
         j.integer("packetsSent", static_cast<int64_t>(t.packetsSent));
         j.integer("repeatsSent", static_cast<int64_t>(t.repeatsSent));
@@ -180,7 +185,8 @@ bool RunWriter::writeFiles(std::string& error) const {
 }
 
 std::string RunWriter::tableHeader() {
-    return "| run | loss % | drift ppm | streams | bit-perfect | send - due p50 / p99 / p99.9 / max us | "
+    return "| run | loss % | drift ppm | streams | bit-perfect (every packet) | send - due p50 / p99 / p99.9 "
+           "/ max us | "
            "bare p50 / p99 us | p99 ratio | arrival p99 us | worker CPU % | process CPU % | repeats / lost | "
            "rateAdjust ppm | settle s | buffer ms after 2 s | underruns after 2 s | latency p50 / max ms |\n"
            "|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n";
@@ -191,7 +197,8 @@ std::string RunWriter::tableRow() const {
     auto us = [](double v) { return fixed(v, 0); };
     std::string row = "| " + options.name + " | " + fixed(options.lossPercent, 1) + " | " +
                       fixed(options.driftPpm, 0) + " | " + std::to_string(s.streams) + " | " +
-                      std::to_string(s.bitPerfect) + "/" + std::to_string(s.streams) + " | ";
+                      std::to_string(s.bitPerfect) + "/" + std::to_string(s.streams) + " (" +
+                      std::to_string(s.wholeStreams) + ") | ";
     row += us(s.cadence.p50) + " / " + us(s.cadence.p99) + " / " + us(s.cadence.p999) + " / " +
            us(s.cadence.max) + " | ";
     row += s.bare.count != 0 ? us(s.bare.p50) + " / " + us(s.bare.p99) + " | " + fixed(s.p99Ratio, 2) + " | "
@@ -201,8 +208,9 @@ std::string RunWriter::tableRow() const {
     row += (s.lost != 0 ? fixed(s.repeatsPerLost, 2) : std::string("-")) + " | ";
     row += fixed(s.steadyPpm, 0) + " | " +
            (s.settleSeconds < 0 ? std::string("never") : fixed(s.settleSeconds, 1)) + " | ";
-    row += fixed(s.bufferMinMs, 1) + " - " + fixed(s.bufferMaxMs, 1) + " | " +
-           std::to_string(s.underrunsAfterTwoSeconds) + " | ";
+    row +=
+        (options.seconds > 2 ? fixed(s.bufferMinMs, 1) + " - " + fixed(s.bufferMaxMs, 1) : std::string("-")) +
+        " | " + std::to_string(s.underrunsAfterTwoSeconds) + " | ";
     row += s.latencyMs.count != 0 ? fixed(s.latencyMs.p50, 1) + " / " + fixed(s.latencyMs.max, 1) : "-";
     return row + " |\n";
 }

@@ -95,7 +95,7 @@ TrialResult StreamTrial::run(uint32_t seed) {
     if (options.bare) {
         BareLoop::Plan b;
         b.cycle = p.cycle;
-        b.packets = p.packetCount;
+        b.packets = options.barePackets >= 0 ? static_cast<uint32_t>(options.barePackets) : p.packetCount;
         const uint32_t payload = p.fixedPacketBytes != 0
                                      ? p.fixedPacketBytes
                                      : (p.framesQ14 >> 14) * session.sinkFormat.bytesPerFrame();
@@ -136,6 +136,11 @@ TrialResult StreamTrial::run(uint32_t seed) {
     session.close();
     result.haveReport = target.finalReport(result.report, 10000);
     target.stop();
+    result.framesProduced = session.framesProduced();
+    const VerifierResult& v = result.report.verifier;
+    result.audioBitPerfect = result.haveReport && v.bitPerfect() && v.inverted == 0 &&
+                             v.matched == result.framesProduced && result.framesProduced != 0;
+    result.streamBitPerfect = result.audioBitPerfect && result.report.bitPerfect();
     if (!alive) result.error = "the stream ended before its time";
     if (!clocks) result.error = "the threads' CPU clocks could not be read";
 

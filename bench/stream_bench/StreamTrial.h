@@ -20,7 +20,12 @@ struct TrialResult {
     uint32_t seed = 0;
     TransferProfile plan;
     bool haveReport = false;
-    StreamReport report; // the Target's final report
+    StreamReport report;         // the Target's final report
+    uint64_t framesProduced = 0; // frames of the signal that fillBuffer wrote
+    // Every frame written arrived unchanged and in order, nothing missing: the audio is bit-perfect.
+    bool audioBitPerfect = false;
+    // The Target's own verdict, stricter: no packet at all given up, also mute ones after the last audio.
+    bool streamBitPerfect = false;
     // Send time minus due time of each burst in the measured window, microseconds.
     std::vector<double> deviations, bareDeviations;
     uint64_t bursts = 0, packetsSent = 0, repeatsSent = 0;          // the whole stream
