@@ -41,6 +41,8 @@ public:
         std::string error;
         EXPECT_TRUE(target->start(error)) << error;
     }
+    // The Target's threads end before the reports they write to go.
+    ~Target() { target->stop(); }
     BRINA::IPAddress control() const { return TESTING::loopbackAddress(target->controlPort(0)); }
     // The report of stream n (from 0), once it has ended.
     bool report(size_t n, StreamReport& out) {
