@@ -157,9 +157,10 @@ int Sender::stream(SendSource& source, uint64_t limitFrames) {
     if (source.readFailed()) return fail(ExitFailed, "reading " + options.wavPath + " failed after " + sent);
     clearStatus();
     const uint32_t warnings = WarningWatch::count();
-    const std::string warned =
-        warnings == 0 ? ""
-                      : " (" + std::to_string(warnings) + " warnings, last: " + WarningWatch::last() + ")";
+    std::string warned;
+    if (warnings != 0)
+        warned = " (" + std::to_string(warnings) + (warnings == 1 ? " warning: " : " warnings, last: ") +
+                 WarningWatch::last() + ")";
     if (StopRequest::asked())
         std::printf("tessera-send: stopped by Ctrl-C after %s; the stream is closed%s\n", sent.c_str(),
                     warned.c_str());
