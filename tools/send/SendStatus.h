@@ -18,6 +18,9 @@ class SendStatus {
 public:
     // One line without line end, e.g. "streaming PCM 16-bit 44100 Hz 2 ch | 3.0 / 10.0 s | 132300 frames".
     static std::string text(const SendProgress& progress);
+    // A log line in words where its meaning is known ("over time 1198 ..." is "sent 1198 us late"),
+    // else the line itself.
+    static std::string explain(const std::string& logLine);
 };
 
 } // namespace TESSERA

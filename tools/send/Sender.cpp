@@ -160,7 +160,7 @@ int Sender::stream(SendSource& source, uint64_t limitFrames) {
     std::string warned;
     if (warnings != 0)
         warned = " (" + std::to_string(warnings) + (warnings == 1 ? " warning: " : " warnings, last: ") +
-                 WarningWatch::last() + ")";
+                 SendStatus::explain(WarningWatch::last()) + ")";
     if (StopRequest::asked())
         std::printf("tessera-send: stopped by Ctrl-C after %s; the stream is closed%s\n", sent.c_str(),
                     warned.c_str());
