@@ -76,6 +76,13 @@ int Sender::negotiate(SendSource& source, uint32_t scope) {
         return fail(ExitFailed, "can't open the session's sockets");
     if (!session.getInfo(options.target, options.latencyBuffer, options.nopBreak)) {
         if (StopRequest::asked()) return fail(ExitDone, "stopped before the stream began");
+        // A Target that answers without capabilities or latency can't be streamed to either, for another
+        // reason.
+        session.target = options.target; // getInfo keeps the Target only when it answered every question
+        if (session.isAlive())
+            return fail(ExitSilent, "the Target at " + target +
+                                        " answered, but not every question of the negotiation (it names no "
+                                        "formats, or no latency)");
         return fail(ExitSilent, "the Target at " + target +
                                     " is silent: no answer to the negotiation (is it running, and is this "
                                     "the control port of an Output?)");
