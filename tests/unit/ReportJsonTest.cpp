@@ -97,7 +97,8 @@ TEST(ReportJsonTest, WordsFollowTheReport) {
     damaged.closedByHost = damaged.finalSeen = false;
     damaged.hostSilent = true;
     StreamReport music = sample();
-    music.verifier = {};
+    music.verifier.matched = 0;
+    music.verifier.differed = 95920;
     const struct {
         StreamReport report;
         std::vector<const char*> lines;

@@ -30,7 +30,8 @@ std::string line(const char* label, const std::string& words) {
 
 std::string result(const StreamReport& r) {
     const VerifierResult& v = r.verifier;
-    if (!v.started)
+    // Other audio differs from the signal's first frame on: nothing matches, not even inverted.
+    if (!v.started || (v.matched == 0 && v.inverted == 0))
         return "not checked: the audio was not the test signal (music from a WAV file, say), so the Target "
                "could not compare it sample by sample";
     if (r.bitPerfect())
