@@ -60,7 +60,8 @@ trap 'stop_target; exit 130' INT TERM
 
 echo
 echo "== the software Target on ::1, control port $port (its log: $work/target.log)"
-"$tools/target/tessera-target" "${target_args[@]}" > "$work/target.log" 2>&1 &
+# A session of its own: Ctrl-C at the terminal is for the sender, and the Target must see the stream close.
+setsid "$tools/target/tessera-target" "${target_args[@]}" > "$work/target.log" 2>&1 &
 pid=$!
 for _ in $(seq 50); do
     grep -q "control port $port" "$work/target.log" 2>/dev/null && break
