@@ -45,6 +45,8 @@ public:
         std::string error;
         EXPECT_TRUE(target->start(error)) << error;
     }
+    // The receivers' threads end before the reports they write to.
+    ~Target() { target->stop(); }
     std::string at() const { return "::1," + std::to_string(target->controlPort(0)); }
     bool report(StreamReport& out) {
         std::unique_lock<std::mutex> lock(mutex);
@@ -92,7 +94,9 @@ INSTANTIATE_TEST_SUITE_P(
                               "--signal 96000:24:2 --seconds 0.5 --mode Var --cycle-time 2000 "
                               "--fragment 0",
                               48000},
-                    StreamRow{"Dsd64", "--signal dsd:64:little:2 --seconds 0.5 --quiet", 44100}),
+                    StreamRow{"Dsd64", "--signal dsd:64:little:2 --seconds 0.5 --quiet", 44100},
+                    StreamRow{"RandomCycles", "--seconds 0.5 --mode Random --cycle-min-time 500", 22050},
+                    StreamRow{"TargetProfile", "--seconds 0.5 --mode profile", 22050}),
     [](const testing::TestParamInfo<StreamRow>& info) { return info.param.name; });
 
 TEST(SendProgramTest, AWavFileStreamsWhole) {
