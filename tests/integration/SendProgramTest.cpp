@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <ostream>
 #include <thread>
 #include <vector>
 
@@ -71,6 +72,10 @@ struct StreamRow {
     const char* arguments;
     uint64_t frames; // of the signal, each matched by the Target
 };
+
+void PrintTo(const StreamRow& row, std::ostream* out) {
+    *out << row.name;
+}
 
 class SendStreamTest : public testing::TestWithParam<StreamRow> {};
 

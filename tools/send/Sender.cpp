@@ -146,7 +146,9 @@ int Sender::stream(SendSource& source, uint64_t limitFrames) {
             endedEarly = true;
             break;
         }
-        if (limitFrames != 0 && (source.finished() || progress.frames >= limitFrames)) break;
+        // The test signal without a length runs until Ctrl-C; a WAV file ends, even an empty one.
+        if ((limitFrames != 0 || source.isWav()) && (source.finished() || progress.frames >= limitFrames))
+            break;
         progress.warnings = WarningWatch::count();
         if (progress.warnings != 0) progress.lastWarning = WarningWatch::last();
         showStatus(progress, now >= nextRepaint);
