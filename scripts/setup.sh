@@ -10,6 +10,7 @@ packages=(
     rsyslog                               # a real syslog daemon for the log sink's test
     iproute2 util-linux                   # network namespaces for the discovery tests
     procps                                # pgrep/ps in the test scripts
+    gnuplot-nox jq                        # the stream benchmark's plots and tables
 )
 
 missing=()

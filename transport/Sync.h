@@ -20,6 +20,7 @@
 namespace TESSERA {
 
 class WorkerLoop;
+class WorkerObserver;
 
 // The session with one Target; its sockets, threads and negotiation live here too. The stream buffer
 // derives from it.
@@ -126,6 +127,9 @@ public:
     std::atomic<uint32_t> threadMode{0};
     // Written by the host's thread at any time; read by the worker at each feedback.
     std::atomic<bool> hostPhaseInvert{false};
+    // A watcher of the stream, or none. Set by the caller's thread between streams; the worker reads it when
+    // a stream opens and calls it on its own thread.
+    std::atomic<WorkerObserver*> observer{nullptr};
     uint32_t infoCycle = 0;      // microseconds between info requests
     uint16_t maxPacketSize = 0;  // largest STREAM_DATA payload
     uint16_t maxPacketCount = 0; // most packets in one cycle

@@ -79,6 +79,7 @@ bool WorkerLoop::open() {
     receiveTimeout = std::max<uint32_t>(8 * sync.infoCycle, 1000000);
     frameBytes = sync.sinkFormat.bytesPerFrame();
     tracing = BRINA::logThreshold.load(std::memory_order_relaxed) >= 6;
+    observer = sync.observer.load();
 
     generator.seed(5489u);
     if (first.transferMode == RandomMode) {
@@ -141,6 +142,7 @@ void WorkerLoop::prefill() {
 bool WorkerLoop::cycle(uint32_t now, uint32_t waited) {
     const TransferProfile& plan = profile();
     randomRatio = 1.0f;
+    const uint32_t due = nextSendTime;
     uint32_t step = cycleTime;
     if (plan.transferMode == RandomMode && cycleTime > plan.randomLimit) {
         const uint32_t span = cycleTime - plan.randomLimit;
@@ -161,14 +163,18 @@ bool WorkerLoop::cycle(uint32_t now, uint32_t waited) {
     if (toggle) sync.controlSocket.setBlocking(false);
     const bool infoDue = now - lastInfoTime >= sync.infoCycle;
     takenThisCycle = false;
+    uint32_t repeats = 0;
     for (uint32_t i = 1; i <= burst; ++i) {
         const bool last = i == burst;
         if (toggle && last) sync.controlSocket.setBlocking(true);
-        if (resendCount != 0)
+        if (resendCount != 0) {
             repeat(last, now);
-        else if (!sendNew(last, infoDue, now))
+            ++repeats;
+        } else if (!sendNew(last, infoDue, now)) {
             return false;
+        }
     }
+    if (observer) observer->burstSent(due, now, burst, repeats);
     if (takenThisCycle) sync.streamTaken();
     if (waitStatus == BRINA::Socket::WaitTimeout) {
         waitStatus = sync.controlSocket.wait(0);

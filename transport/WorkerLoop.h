@@ -10,6 +10,7 @@
 #include "Stream.h"
 #include "Sync.h"
 #include "SyncCommands.h"
+#include "WorkerObserver.h"
 
 #include <cstdint>
 #include <random>
@@ -60,6 +61,7 @@ private:
     FrameAccumulator frames;
     SendTrace trace;
     bool tracing = false;
+    WorkerObserver* observer = nullptr; // taken from the session as the stream opens
 
     uint32_t nextSendTime = 0;
     uint32_t cycleTime = 0;

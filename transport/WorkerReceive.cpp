@@ -53,6 +53,7 @@ bool WorkerLoop::streamInfo(BRINA::BufferCS_const message) {
     }
 
     const int16_t rateAdjust = control.take(info.feedback.value);
+    if (observer) observer->feedbackTaken(info.feedback.value, rateAdjust);
     if (lateness.overTimeScore >= 200 && sync.profileCount > 1 &&
         currentProfile != static_cast<uint32_t>(sync.profileCount - 1)) {
         const uint32_t last = static_cast<uint32_t>(sync.profileCount - 1);

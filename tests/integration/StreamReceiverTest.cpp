@@ -152,6 +152,9 @@ TEST(StreamReceiverTest, InOrderStreamIsBitPerfectAndEndsWithTheClosingExchange)
     EXPECT_EQ(r.verifier.matched, 40u * kFrames);
     EXPECT_EQ(r.packets, 40u);
     EXPECT_EQ(r.foreignDatagrams, 2u);
+    // What has not left the play-out buffer is its level: 48 frames a millisecond.
+    EXPECT_LE(r.playedFrames, r.frames);
+    EXPECT_NEAR(r.bufferNowMs, static_cast<double>(r.frames - r.playedFrames) / 48.0, 1e-9);
     EXPECT_TRUE(r.closedByHost && r.finalSeen);
     EXPECT_FALSE(host.receiver.active());
     EXPECT_TRUE(host.logged("stream end: closed by the Host"));

@@ -29,6 +29,10 @@ StreamTarget::StreamTarget(const Tweak& tweak) {
     EXPECT_TRUE(isStarted) << error;
 }
 
+StreamTarget::~StreamTarget() {
+    software->stop();
+}
+
 BRINA::IPAddress StreamTarget::control() const {
     return loopbackAddress(software->controlPort(0));
 }

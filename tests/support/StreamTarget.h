@@ -21,6 +21,10 @@ public:
 
     // Every PCM format by default; tweak changes the Output before the Target starts.
     explicit StreamTarget(const Tweak& tweak = {});
+    // The Target's threads end before the reports they write to go.
+    ~StreamTarget();
+    StreamTarget(const StreamTarget&) = delete;
+    StreamTarget& operator=(const StreamTarget&) = delete;
     bool started() const { return isStarted; }
     BRINA::IPAddress control() const;
     // The report of stream n (from 0), once it has ended; false when it didn't within ten seconds.

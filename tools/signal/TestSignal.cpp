@@ -44,6 +44,39 @@ int64_t toneQ30(uint64_t frame, uint32_t channel, uint32_t rate) {
     return sineQ30(phase) / 10;
 }
 
+// The phase of toneQ30 for the samples n, n + 1, ... in turn, the same values without two divisions each:
+// the position in the second and the quotient and remainder of the phase are carried from sample to sample.
+class TonePhase {
+public:
+    TonePhase(uint64_t n, uint32_t channel, uint32_t rate)
+        : rate(rate), frequency(220u * (1u + channel % 8u)) {
+        if (rate == 0) return; // no tone: toneQ30 gives 0
+        inSecond = (n % rate) * frequency % rate;
+        quotient = (inSecond << 32) / rate;
+        remainder = (inSecond << 32) % rate;
+        stepQuotient = (frequency << 32) / rate;
+        stepRemainder = (frequency << 32) % rate;
+    }
+    int64_t toneQ30() const { return rate == 0 ? 0 : sineQ30(static_cast<uint32_t>(quotient)) / 10; }
+    void next() {
+        if (rate == 0) return;
+        inSecond += frequency;
+        quotient += stepQuotient;
+        remainder += stepRemainder;
+        if (remainder >= rate) {
+            remainder -= rate;
+            ++quotient;
+        }
+        if (inSecond >= rate) { // a whole turn of the second: (rate << 32) / rate leaves no remainder
+            inSecond -= rate;
+            quotient -= uint64_t{1} << 32;
+        }
+    }
+
+private:
+    uint64_t rate, frequency, inSecond = 0, quotient = 0, remainder = 0, stepQuotient = 0, stepRemainder = 0;
+};
+
 // A PCM sample of the given width: the tone scaled to the width with the hash in the low bits.
 int64_t pcmSample(uint64_t frame, uint32_t channel, uint32_t rate, uint32_t bits) {
     const uint32_t hashBits = bits / 4 < 2 ? 2 : bits / 4;
@@ -102,9 +135,9 @@ void TestSignal::render(uint64_t first, uint32_t count, uint8_t* out) {
                 int64_t& i2 = modulatorState[2 * c + 1];
                 uint32_t word = 0;
                 const bool lsbFirst = (fmt.type() & 0x00100000u) != 0;
-                for (uint32_t k = 0; k < 32; ++k) {
-                    const int64_t x =
-                        toneQ30(frame * 32 + k, c, rate) * 2; // -20 dB of the modulator's full scale
+                TonePhase tone(frame * 32, c, rate); // toneQ30 of each sample, with less arithmetic
+                for (uint32_t k = 0; k < 32; ++k, tone.next()) {
+                    const int64_t x = tone.toneQ30() * 2; // -20 dB of the modulator's full scale
                     const int64_t y = i2 >= 0 ? kOne : -kOne;
                     i1 += x - y;
                     i2 += i1 - y;

@@ -19,6 +19,10 @@ struct StreamReport {
     double bufferMinMs = 0, bufferMeanMs = 0, bufferMaxMs = 0;   // play-out level after start
     double arrivalP50Us = 0, arrivalP99Us = 0, arrivalMaxUs = 0; // inter-arrival deviation from the cycle
     double durationSeconds = 0;
+    // Live values of the moment the numbers were taken, for those who watch the stream over time.
+    double bufferNowMs = 0;       // play-out level
+    uint64_t playedFrames = 0;    // frames that have left the play-out buffer
+    uint64_t takenAtUs = 0;       // the moment, on the system's microsecond clock carried on to 64 bits
     bool finalSeen = false;       // the Host marked its last packet and closed the stream
     bool closedByHost = false;    // DSICONNECT_REQ arrived
     bool closedByTarget = false;  // the Target ended the stream with DSICONNECT_ANS (close, or a fault)

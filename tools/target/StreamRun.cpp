@@ -329,6 +329,9 @@ StreamReport StreamRun::snapshot(uint64_t now, bool final) {
     r.arrivalP99Us = lastDeviation.p99;
     r.arrivalMaxUs = lastDeviation.max;
     r.durationSeconds = static_cast<double>(now - startUs) / 1e6;
+    r.bufferNowMs = playoutClock.millisecondsOf(playout.level());
+    r.playedFrames = framesCounted - playout.level();
+    r.takenAtUs = now;
     r.verifier = verifier.result();
     return r;
 }

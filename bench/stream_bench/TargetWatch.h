@@ -1,0 +1,56 @@
+#pragma once
+// The software Target in this process, on ::1, and a watcher that keeps its live numbers of the stream
+// over time (about every 50 ms) and the final report.
+#include "SoftwareTarget.h"
+#include "StreamReport.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace TESSERA {
+
+class TargetWatch {
+public:
+    struct Sample {
+        uint32_t at = 0; // microsecond clock
+        double levelMs = 0;
+        uint64_t underruns = 0;
+        uint64_t playedFrames = 0;
+        uint64_t leadingSilence = 0;
+        bool signalStarted = false;
+        bool intact = true; // no silence and nothing missing inside the signal so far
+    };
+
+    explicit TargetWatch(const StreamFaults& faults);
+    ~TargetWatch();
+    // Starts the Target and the watcher, which ends by itself after longestSeconds.
+    bool start(uint32_t longestSeconds, std::string& error);
+    BRINA::IPAddress control() const;
+    // Waits up to timeoutMs for the stream's final report.
+    bool finalReport(StreamReport& out, uint32_t timeoutMs);
+    // Ends the watcher and the Target.
+    void stop();
+    // Read after stop.
+    const std::vector<Sample>& samples() const { return log; }
+    uint32_t bufferTargetMs() const { return targetMs; }
+
+private:
+    void watch(uint32_t longestSeconds);
+
+    std::unique_ptr<SoftwareTarget> target;
+    uint32_t targetMs = 0;
+    std::vector<Sample> log; // written by the watcher alone
+    std::thread watcher;
+    std::atomic<bool> stopping{false};
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool haveFinal = false; // guarded by mutex
+    StreamReport final;     // guarded by mutex
+};
+
+} // namespace TESSERA
