@@ -80,10 +80,11 @@ TEST_P(DriftStreamTest, RateFollowsTheTargetClock) {
     ASSERT_GE(adjust.size(), kPerSecond * 3 / 2);
     const auto lastSecond = adjust.end() - kPerSecond;
     if (c.beyondRange) {
-        // The Host runs as fast as it may, and the Target, still short, says so.
+        // The Host runs as fast as it may, but for the moments after each underrun, when the Target
+        // fills its buffer anew; and the Target, still short, says so.
         const auto fastest =
             std::count_if(lastSecond, adjust.end(), [](int32_t a) { return a >= FeedbackControl::kFastest; });
-        EXPECT_GT(fastest, static_cast<long>(kPerSecond / 2));
+        EXPECT_GT(fastest, static_cast<long>(kPerSecond / 4));
         EXPECT_GE(report.underruns, 1u) << report.toJson();
         return;
     }
