@@ -27,13 +27,17 @@ std::vector<int> passThrough(const StreamFaults& faults, int count, bool lastIsC
 }
 
 TEST(FaultInjectorTest, EachFaultShapesTheArrivals) {
-    StreamFaults none, burst, lossy, reorder, twice, both;
+    StreamFaults none, burst, lossy, reorder, twice, both, lossEnds, burstEnds;
     burst.burstEvery = 5;
     burst.burstLength = 2;
     lossy.lossRate = 1.0;
     reorder.reorderRate = 1.0;
     twice.duplicateRate = 1.0;
     both.reorderRate = both.duplicateRate = 1.0;
+    lossEnds.lossRate = 1.0;
+    lossEnds.lossEndsAtMs = burstEnds.lossEndsAtMs = 1; // the packets come every 100 us from 100 us on
+    burstEnds.burstEvery = 5;
+    burstEnds.burstLength = 2;
     const struct {
         const char* name;
         const StreamFaults& faults;
@@ -47,6 +51,8 @@ TEST(FaultInjectorTest, EachFaultShapesTheArrivals) {
         {"each pair swapped", reorder, 6, false, {2, 1, 4, 3, 6, 5}},
         {"each twice", twice, 3, false, {1, 1, 2, 2, 3, 3}},
         {"twice and held back", both, 4, false, {1, 2, 2, 1, 3, 4, 4, 3}},
+        {"all lost for a millisecond", lossEnds, 13, false, {11, 12, 13}},
+        {"a burst cut short where loss ends", burstEnds, 12, false, {1, 2, 3, 4, 7, 8, 9, 11, 12}},
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.name);

@@ -19,14 +19,16 @@ void FaultInjector::arrive(std::vector<uint8_t>&& datagram, bool streamData, uin
     }
     // Three draws for every packet, so that one fault's pattern doesn't change with another's rate.
     const double lossDraw = draw(), reorderDraw = draw(), duplicateDraw = draw();
-    ++arrivals;
-    if (faults.burstEvery != 0 && arrivals % faults.burstEvery == 0) burstLeft = faults.burstLength;
+    if (arrivals++ == 0) firstUs = nowUs;
+    const bool lossy = faults.lossEndsAtMs == 0 || nowUs - firstUs < uint64_t{faults.lossEndsAtMs} * 1000;
+    if (!lossy) burstLeft = 0;
+    if (lossy && faults.burstEvery != 0 && arrivals % faults.burstEvery == 0) burstLeft = faults.burstLength;
     if (burstLeft > 0) {
         --burstLeft;
         ++droppedCount;
         return;
     }
-    if (lossDraw < faults.lossRate) {
+    if (lossy && lossDraw < faults.lossRate) {
         ++droppedCount;
         return;
     }

@@ -44,6 +44,7 @@ private:
     Entry heldBack;           // a datagram waiting for the next one to overtake it
     uint64_t heldUntilUs = 0; // when it goes on without waiting further
     uint64_t arrivals = 0;    // STREAM_DATA datagrams seen, for the bursts
+    uint64_t firstUs = 0;     // when the first of them came, for the end of loss
     uint32_t burstLeft = 0;
     uint64_t droppedCount = 0;
 };

@@ -15,6 +15,7 @@ struct StreamFaults {
     double lossRate = 0;            // share of STREAM_DATA datagrams dropped on arrival, 0 to 1
     uint32_t burstEvery = 0;        // every this many packets, drop a burst (0: never)
     uint32_t burstLength = 0;       // packets in one burst
+    uint32_t lossEndsAtMs = 0;      // loss and bursts stop this long after the first packet (0: never)
     double reorderRate = 0;         // share of datagrams held back and handed over after the next one
     double duplicateRate = 0;       // share of datagrams handled twice
     uint32_t delayMicroseconds = 0; // every datagram is handed over this much later
