@@ -1,5 +1,7 @@
 #include "SendOptions.h"
 
+#include "CommandOptions.h"
+
 #include "FormatText.h"
 #include "ThreadMode.h"
 
@@ -70,13 +72,7 @@ bool threadModeValue(const std::string& text, uint32_t& mode, std::string& error
 } // namespace
 
 struct SendOptionTable {
-    using Apply = bool (*)(SendOptions&, const std::string&, std::string&);
-    struct Option {
-        const char* name;     // null: a heading of the help
-        const char* argument; // null: a flag without a value
-        const char* help;
-        Apply apply;
-    };
+    using Option = CommandOption<SendOptions>;
     static const std::vector<Option>& options();
 };
 
@@ -214,32 +210,7 @@ bool SendOptions::parse(const std::vector<std::string>& arguments, std::string& 
             endpointText = name;
             continue;
         }
-        std::string value;
-        bool inlineValue = false;
-        if (const size_t equals = name.find('='); name.rfind("--", 0) == 0 && equals != std::string::npos) {
-            value = name.substr(equals + 1);
-            name.resize(equals);
-            inlineValue = true;
-        }
-        if (name == "-h") name = "--help";
-        const SendOptionTable::Option* found = nullptr;
-        for (const auto& option : SendOptionTable::options())
-            if (option.name && name == option.name) found = &option;
-        if (!found) {
-            error = "unknown option \"" + arguments[i] + "\"";
-            return false;
-        }
-        if (found->argument && !inlineValue) {
-            if (i + 1 == arguments.size()) {
-                error = name + " needs a value: " + found->argument;
-                return false;
-            }
-            value = arguments[++i];
-        } else if (!found->argument && inlineValue) {
-            error = name + " takes no value";
-            return false;
-        }
-        if (!found->apply(*this, value, error)) return false;
+        if (!applyOption(SendOptionTable::options(), arguments, i, *this, error)) return false;
     }
     return helpAsked || finish(error);
 }
@@ -275,34 +246,7 @@ std::string SendOptions::help() {
         "\n"
         "  ADDRESS,PORT                the Output's control endpoint, e.g. ::1,19650 or "
         "fe80::1:2:3:4,19650\n";
-    for (const auto& option : SendOptionTable::options()) {
-        if (!option.name) {
-            text += std::string("\n") + option.help + ":\n";
-            continue;
-        }
-        std::string line =
-            std::string("  ") + option.name + (option.argument ? std::string(" ") + option.argument : "");
-        if (line.size() >= kIndent) {
-            text += line + "\n";
-            line.clear();
-        }
-        // The meaning starts in its column and wraps at word ends.
-        size_t start = 0;
-        const std::string words = option.help;
-        while (start < words.size()) {
-            const size_t end = std::min(words.find(' ', start), words.size());
-            const std::string word = words.substr(start, end - start);
-            if (line.size() > kIndent && line.size() + 1 + word.size() > kWidth) {
-                text += line + "\n";
-                line.clear();
-            }
-            line.resize(std::max(line.size(), kIndent), ' ');
-            if (line.size() > kIndent) line += ' ';
-            line += word;
-            start = end + 1;
-        }
-        text += line + "\n";
-    }
+    text += optionsHelp(SendOptionTable::options(), kIndent, kWidth);
     text +=
         "\n"
         "Examples:\n"

@@ -1,5 +1,7 @@
 #include "TargetOptions.h"
 
+#include "CommandOptions.h"
+
 #include "Capabilities.h"
 #include "FormatText.h"
 
@@ -79,13 +81,7 @@ std::string pathFor(const std::string& path, uint32_t index) {
 } // namespace
 
 struct OptionTable {
-    using Apply = bool (*)(TargetOptions&, const std::string&, std::string&);
-    struct Option {
-        const char* name;     // null: a heading of the help
-        const char* argument; // null: a flag without a value
-        const char* help;
-        Apply apply;
-    };
+    using Option = CommandOption<TargetOptions>;
     static const std::vector<Option>& options();
 };
 
@@ -282,32 +278,7 @@ TargetOptions::TargetOptions() {
 
 bool TargetOptions::parse(const std::vector<std::string>& arguments, std::string& error) {
     for (size_t i = 0; i < arguments.size(); ++i) {
-        std::string name = arguments[i];
-        std::string value;
-        bool inlineValue = false;
-        if (const size_t equals = name.find('='); name.rfind("--", 0) == 0 && equals != std::string::npos) {
-            value = name.substr(equals + 1);
-            name.resize(equals);
-            inlineValue = true;
-        }
-        const OptionTable::Option* found = nullptr;
-        for (const auto& option : OptionTable::options())
-            if (option.name && name == option.name) found = &option;
-        if (!found) {
-            error = "unknown option \"" + arguments[i] + "\"";
-            return false;
-        }
-        if (found->argument && !inlineValue) {
-            if (i + 1 == arguments.size()) {
-                error = name + " needs a value: " + found->argument;
-                return false;
-            }
-            value = arguments[++i];
-        } else if (!found->argument && inlineValue) {
-            error = name + " takes no value";
-            return false;
-        }
-        if (!found->apply(*this, value, error)) return false;
+        if (!applyOption(OptionTable::options(), arguments, i, *this, error)) return false;
     }
     return finish(error);
 }
@@ -339,29 +310,7 @@ std::string TargetOptions::help() {
     constexpr size_t kIndent = 32, kWidth = 100;
     std::string text = "tessera-target: a software Target that answers a Host and receives its streams.\n"
                        "Usage: tessera-target [options]   (--option VALUE or --option=VALUE)\n";
-    for (const auto& option : OptionTable::options()) {
-        if (!option.name) {
-            text += std::string("\n") + option.help + ":\n";
-            continue;
-        }
-        std::string line =
-            std::string("  ") + option.name + (option.argument ? std::string(" ") + option.argument : "");
-        // The meaning starts in its column, on the next line after a long name, and wraps at word ends.
-        if (line.size() >= kIndent) {
-            text += line + "\n";
-            line.clear();
-        }
-        for (const std::string& word : split(option.help, ' ')) {
-            if (line.size() > kIndent && line.size() + 1 + word.size() > kWidth) {
-                text += line + "\n";
-                line.clear();
-            }
-            line.resize(std::max(line.size(), kIndent), ' ');
-            if (line.size() > kIndent) line += ' ';
-            line += word;
-        }
-        text += line + "\n";
-    }
+    text += optionsHelp(OptionTable::options(), kIndent, kWidth);
     text +=
         "\nA status line shows on a terminal; each stream ends with its report. Ctrl-C ends the Target.\n"
         "Exit status: 0 normally, 1 when a port can't be bound or NOTIFY is refused, 2 for bad options.\n";
