@@ -14,7 +14,8 @@ TEST(TargetOptionsTest, OutputsGetPortsNamesAndFilesOfTheirOwn) {
     TargetOptions options;
     std::string error;
     ASSERT_TRUE(options.parse({"--outputs", "3", "--control-port=5000", "--output-name", "A,B", "--output",
-                               "dir.x/rec.wav", "--report", "report", "--latency", "2550", "--no-profile"},
+                               "dir.x/rec.wav", "--report", "report", "--latency", "2550", "--no-profile",
+                               "--loss=0.05", "--loss-ends", "700"},
                               error))
         << error;
     const auto& outputs = options.config.outputs;
@@ -29,6 +30,8 @@ TEST(TargetOptionsTest, OutputsGetPortsNamesAndFilesOfTheirOwn) {
         EXPECT_EQ(outputs[i].reportPath, reports[i]);
         EXPECT_EQ(outputs[i].latency, 25);
         EXPECT_FALSE(outputs[i].answerProfile);
+        EXPECT_EQ(outputs[i].faults.lossRate, 0.05);
+        EXPECT_EQ(outputs[i].faults.lossEndsAtMs, 700u);
     }
 }
 
@@ -38,6 +41,7 @@ TEST(TargetOptionsTest, RefusesBadValues) {
         {"--outputs", "2", "--control-port", "1,2,3"},
         {"--control-port", "65535", "--outputs", "2"},
         {"--loss", "1.5"},
+        {"--loss-ends", "-1"},
         {"--refuse", "maybe"},
         {"--profile", "1,2"},
         {"--verbose=yes"},

@@ -223,6 +223,10 @@ const std::vector<OptionTable::Option>& OptionTable::options() {
              e = "--burst takes EVERY,LENGTH";
              return false;
          }},
+        {"--loss-ends", "MS", "loss and bursts stop MS after the stream's first packet (default: never)",
+         [](O& o, S v, std::string& e) {
+             return setUnsigned(v, "--loss-ends", o.base.faults.lossEndsAtMs, e);
+         }},
         {"--reorder", "SHARE", "share of datagrams handed over after the next one",
          [](O& o, S v, std::string& e) { return setShare(v, "--reorder", o.base.faults.reorderRate, e); }},
         {"--duplicate", "SHARE", "share of datagrams handled twice",
