@@ -9,6 +9,7 @@
 #include "WarningWatch.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <thread>
@@ -74,7 +75,13 @@ int Sender::negotiate(SendSource& source, uint32_t scope) {
     SyncBuffer& session = source.buffer();
     if (!session.open(options.threadMode, options.infoCycle, static_cast<uint16_t>(scope), "tessera-send", 0))
         return fail(ExitFailed, "can't open the session's sockets");
-    if (!session.getInfo(options.target, options.latencyBuffer, options.nopBreak)) {
+    // A question has 10 ms a try: a busy Target or a lossy link earns the whole negotiation twice more.
+    bool answered = session.getInfo(options.target, options.latencyBuffer, options.nopBreak);
+    for (int again = 0; again < 2 && !answered && !StopRequest::asked(); ++again) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        answered = session.getInfo(options.target, options.latencyBuffer, options.nopBreak);
+    }
+    if (!answered) {
         if (StopRequest::asked()) return fail(ExitDone, "stopped before the stream began");
         // A Target that answers without capabilities or latency can't be streamed to either, for another
         // reason.
