@@ -1,11 +1,10 @@
 // tessera-send as a user runs it against the software Target on ::1: each way a run can end, judged by
 // the Target's report, the exit status and the message.
-#include "AudioFileWriter.h"
 #include "Capabilities.h"
 #include "ProgramRun.h"
 #include "RunningProgram.h"
+#include "SignalWav.h"
 #include "StreamTarget.h"
-#include "TestSignal.h"
 
 #include <gtest/gtest.h>
 
@@ -80,14 +79,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(SendProgramTest, AWavFileStreamsWhole) {
     const StreamFormat format(0x0402, 0x000C); // 24-bit stereo at 48 kHz
     const std::string path = testing::TempDir() + "send-program-test.wav";
-    {
-        TestSignal signal(format);
-        std::vector<uint8_t> audio(format.bytesPerFrame() * 30000);
-        signal.render(0, 30000, audio.data());
-        AudioFileWriter writer;
-        ASSERT_TRUE(writer.open(path, format) &&
-                    writer.write(audio.data(), static_cast<uint32_t>(audio.size())) && writer.close());
-    }
+    ASSERT_TRUE(TESTING::writeSignalWav(path, format, 30000));
     Target target;
     const TESTING::ProgramRun run = TESTING::runProgram(kSender, target.at() + " --wav " + path);
     std::remove(path.c_str());

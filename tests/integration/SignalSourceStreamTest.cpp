@@ -1,10 +1,9 @@
 // The stream buffer end to end: the test signal and a WAV file stream through the ring and the worker to
 // the software Target on ::1, a slow producer leaves only silence behind, and one object streams twice.
-#include "AudioFileWriter.h"
 #include "LogCapture.h"
 #include "SignalSource.h"
+#include "SignalWav.h"
 #include "StreamTarget.h"
-#include "TestSignal.h"
 #include "WavSource.h"
 
 #include <gtest/gtest.h>
@@ -67,14 +66,7 @@ TEST(SignalSourceStreamTest, OneObjectStreamsTheSignalTwice) {
 TEST(SignalSourceStreamTest, WavFileArrivesBitExact) {
     const StreamFormat format(0x0402, 0x0024); // 24-bit stereo at 192 kHz
     const std::string path = testing::TempDir() + "signal-source-stream.wav";
-    {
-        TestSignal signal(format);
-        std::vector<uint8_t> audio(format.bytesPerFrame() * 96000);
-        signal.render(0, 96000, audio.data());
-        AudioFileWriter writer;
-        ASSERT_TRUE(writer.open(path, format) &&
-                    writer.write(audio.data(), static_cast<uint32_t>(audio.size())) && writer.close());
-    }
+    ASSERT_TRUE(TESTING::writeSignalWav(path, format, 96000));
     Target target;
     WavSource source;
     std::string error;
