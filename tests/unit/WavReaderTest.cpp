@@ -142,6 +142,19 @@ TEST(WavReaderTest, PlainFilesAndTheirLimits) {
          "sample coding 2 is neither integer PCM nor float",
          {},
          {}},
+        {"a chunk that claims more than the file holds, odd in size",
+         [] {
+             std::vector<uint8_t> f = {'R', 'I', 'F', 'F', 0,   0,   0,   0,
+                                       'W', 'A', 'V', 'E', 'J', 'U', 'N', 'K'};
+             le(f, 0xFFFFFFFF, 4);
+             const std::vector<uint8_t> wav = plainWav(1, 1, 44100, 16, {0, 0}, 2);
+             f.insert(f.end(), wav.begin() + 12, wav.end());
+             return f;
+         }(),
+         false,
+         "no audio (data chunk) in the file",
+         {},
+         {}},
         {"not a WAV file",
          {'R', 'I', 'F', 'X', 0, 0, 0, 0, 'W', 'A', 'V', 'E'},
          false,

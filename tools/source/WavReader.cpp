@@ -104,7 +104,7 @@ bool WavReader::parse(std::string& error) {
                 error = "the format chunk is cut short";
                 return false;
             }
-            const uint32_t rest = size - (size < 40 ? size : 40) + (size & 1);
+            const uint64_t rest = uint64_t{size} - (size < 40 ? size : 40) + (size & 1);
             if (rest != 0 && std::fseek(file, static_cast<long>(rest), SEEK_CUR) != 0) {
                 error = "the format chunk runs past the end of the file";
                 return false;
@@ -134,7 +134,7 @@ bool WavReader::parse(std::string& error) {
             }
             dataBytes = size;
             break;
-        } else if (std::fseek(file, static_cast<long>(size + (size & 1)), SEEK_CUR) != 0) {
+        } else if (std::fseek(file, static_cast<long>(uint64_t{size} + (size & 1)), SEEK_CUR) != 0) {
             error = "a chunk runs past the end of the file";
             return false;
         }
