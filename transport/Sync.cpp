@@ -92,7 +92,8 @@ void Sync::close() {
 
 void Sync::setDataSize(uint16_t mtu, uint16_t max) {
     // 0xFFF6 clears bit 3 as well as bit 0: an MTU of 1500 gives 1428, not 1432.
-    maxPacketSize = static_cast<uint16_t>((mtu - 64u) & 0xFFF6u);
+    // An MTU of 64 or less leaves no room for a packet: the size is 0, which every plan refuses.
+    maxPacketSize = mtu > 64 ? static_cast<uint16_t>((mtu - 64u) & 0xFFF6u) : uint16_t{0};
     // A Target that reports an MTU of 0 gives nothing to divide by: the count then stays unlimited.
     maxPacketCount = (max == 0xFFFF || mtu == 0) ? uint16_t{0xFFFF} : static_cast<uint16_t>(max / mtu);
 }

@@ -1,6 +1,7 @@
 // The stream buffer end to end: the test signal and a WAV file stream through the ring and the worker to
 // the software Target on ::1, a slow producer leaves only silence behind, and one object streams twice.
 #include "LogCapture.h"
+#include "PatientNegotiation.h"
 #include "SignalSource.h"
 #include "SignalWav.h"
 #include "StreamTarget.h"
@@ -24,7 +25,8 @@ using Target = TESTING::StreamTarget;
 
 // Negotiation and a plan of one packet a millisecond; then the caller prepares its ring.
 bool negotiate(SyncBuffer& session, Target& target, StreamFormat format) {
-    if (!session.open(1, 10000, 0, "buffer test", 0) || !session.getInfo(target.control(), 0, false) ||
+    if (!session.open(1, 10000, 0, "buffer test", 0) ||
+        !TESTING::getInfoPatiently(session, target.control()) ||
         !session.selectFormat(format.type(), format.rateBits()))
         return false;
     session.prepareConfig(400);

@@ -3,6 +3,7 @@
 // order, and the Target's log lines arriving in the Host's log.
 #include "Capabilities.h"
 #include "LogCapture.h"
+#include "PatientNegotiation.h"
 #include "ScriptedHost.h"
 #include "SoftwareTarget.h"
 #include "Sync.h"
@@ -65,7 +66,10 @@ TEST(SyncSessionTest, DataSizeLimits) {
                 {1500, 0xFFFF, 1428, 0xFFFF},
                 {9000, 0xFFFF, 8928, 0xFFFF},
                 {9000, 20000, 8928, 2},
-                {576, 15000, 512, 26}};
+                {576, 15000, 512, 26},
+                {64, 15000, 0, 234},
+                {10, 15000, 0, 1500},
+                {0, 15000, 0, 0xFFFF}};
     for (const auto& r : rows) {
         Sync sync;
         sync.setDataSize(r.mtu, r.max);
@@ -202,7 +206,7 @@ TEST(SyncSessionTest, LatencyAndProfile) {
         capture.clear();
         Sync sync;
         ASSERT_TRUE(sync.open(1, 10000, 0, "test host", 0));
-        ASSERT_TRUE(sync.getInfo(target.control(), r.request, false));
+        ASSERT_TRUE(TESTING::getInfoPatiently(sync, target.control(), r.request));
         EXPECT_TRUE(capture.contains(r.line)) << r.line;
         EXPECT_EQ(sync.getLatency(), r.total) << r.line;
         EXPECT_EQ(sync.config.profileMin, r.profileMin) << r.line;
@@ -220,7 +224,7 @@ TEST(SyncSessionTest, TargetLogLinesArriveOnlyAtLevelSix) {
         Sync sync;
         ASSERT_TRUE(sync.open(1, 10000, 0, "test host", 0));
         EXPECT_EQ(sync.logThread.joinable(), level >= 6);
-        ASSERT_TRUE(sync.getInfo(target.control(), 0, false));
+        ASSERT_TRUE(TESTING::getInfoPatiently(sync, target.control()));
         bool arrived = false;
         // The Target sends its lines from then on; give them up to two seconds to come in.
         for (int i = 0; i < 40 && !arrived && level >= 6; ++i) {

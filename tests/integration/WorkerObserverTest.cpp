@@ -3,6 +3,7 @@
 #include "WorkerObserver.h"
 #include "Capabilities.h"
 #include "FeedbackControl.h"
+#include "PatientNegotiation.h"
 #include "ScriptedHost.h"
 #include "SoftwareTarget.h"
 #include "Sync.h"
@@ -65,7 +66,7 @@ TEST(WorkerObserverTest, SeesEveryBurstOnItsScheduleAndEveryFeedback) {
         Recorder recorder;
         session.observer.store(&recorder);
         ASSERT_TRUE(session.open(1, 10000, 0, "observer test", 0));
-        ASSERT_TRUE(session.getInfo(TESTING::loopbackAddress(target.controlPort(0)), 0, false));
+        ASSERT_TRUE(TESTING::getInfoPatiently(session, TESTING::loopbackAddress(target.controlPort(0))));
         ASSERT_TRUE(session.selectFormat(0x0402, 0x0024)); // 24-bit stereo at 192 kHz
         session.prepareConfig(400);
         ASSERT_TRUE(session.config.configTransferFix(1000, 1)) << r.name;

@@ -1,5 +1,6 @@
 #include "SignalSession.h"
 
+#include "PatientNegotiation.h"
 #include "TestSignal.h"
 
 #include <algorithm>
@@ -14,13 +15,7 @@ using namespace TESSERA;
 bool SignalSession::negotiate(const BRINA::IPAddress& control, StreamFormat hostFormat, Plan plan,
                               uint32_t mode, uint32_t limit) {
     if (!open(mode, 10000, 0, "e2e test", 0)) return false;
-    // Some questions allow the Target 10 ms a try: a busy machine may need the whole negotiation again,
-    // after a pause that outlasts a stall of the Target's thread.
-    bool answered = false;
-    for (int i = 0; i < 5 && !answered; ++i) {
-        if (i != 0) std::this_thread::sleep_for(std::chrono::milliseconds(100 * i));
-        answered = getInfo(control, 0, false);
-    }
+    const bool answered = getInfoPatiently(*this, control);
     if (!answered || !selectFormat(hostFormat.type(), hostFormat.rateBits())) return false;
     prepareConfig(400);
     switch (plan) {
