@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -62,14 +63,9 @@ private:
 TEST(SyncSessionTest, DataSizeLimits) {
     struct Row {
         uint16_t mtu, max, size, count;
-    } rows[] = {{1500, 15000, 1428, 10},
-                {1500, 0xFFFF, 1428, 0xFFFF},
-                {9000, 0xFFFF, 8928, 0xFFFF},
-                {9000, 20000, 8928, 2},
-                {576, 15000, 512, 26},
-                {64, 15000, 0, 234},
-                {10, 15000, 0, 1500},
-                {0, 15000, 0, 0xFFFF}};
+    } rows[] = {{1500, 15000, 1428, 10}, {1500, 0xFFFF, 1428, 0xFFFF}, {9000, 0xFFFF, 8928, 0xFFFF},
+                {9000, 20000, 8928, 2},  {576, 15000, 512, 26},        {64, 15000, 0, 234},
+                {10, 15000, 0, 1500},    {0, 15000, 0, 0xFFFF}};
     for (const auto& r : rows) {
         Sync sync;
         sync.setDataSize(r.mtu, r.max);
@@ -125,6 +121,31 @@ TEST(SyncSessionTest, NegotiatesWhatTheTargetOffers) {
          1428,
          10,
          {"NOPBREAK_REQ", "FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
+        {"DSD kinds in the overview without a bit order: no DSD question",
+         [&](OutputConfig& o) {
+             o.pcmMask = StreamFormat(pcm.type() | 0x00010000u, pcm.rateBits()),
+             o.dsdLsbMask = o.dsdMsbMask = StreamFormat();
+         },
+         0,
+         false,
+         true,
+         StreamFormat(pcm.type() | 0x00010000u, pcm.rateBits()),
+         {},
+         {},
+         1428,
+         10,
+         {"FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
+        {"DSD of bit order MSB only",
+         [&](OutputConfig& o) { o.pcmMask = o.dsdLsbMask = StreamFormat(), o.dsdMsbMask = msb; },
+         0,
+         false,
+         true,
+         {},
+         {},
+         msb,
+         1428,
+         10,
+         {"FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
         {"no capabilities at all",
          [&](OutputConfig& o) { o.pcmMask = o.dsdLsbMask = o.dsdMsbMask = StreamFormat(); },
          0,
@@ -234,9 +255,13 @@ TEST(SyncSessionTest, TargetLogLinesArriveOnlyAtLevelSix) {
         }
         EXPECT_EQ(arrived, level >= 6);
         if (level < 6) {
+            std::this_thread::sleep_for(
+                std::chrono::milliseconds(200)); // time for a request that shouldn't come
             for (const auto& m : capture.messages())
                 EXPECT_NE(m.rfind("Target: ", 0), 0u) << m;
         }
+        const auto requests = target.requests();
+        EXPECT_EQ(std::count(requests.begin(), requests.end(), "TARGETLOG_REQ") != 0, level >= 6) << level;
         sync.close();
     }
 }

@@ -31,10 +31,11 @@ bool setNice(int nice) {
     return ::setpriority(PRIO_PROCESS, static_cast<id_t>(currentTid()), nice) == 0;
 }
 
-bool setPolicy(int policy, int priority) {
+// 0 or the error number: pthread functions return it instead of setting errno.
+int setPolicy(int policy, int priority) {
     sched_param param{};
     param.sched_priority = priority;
-    return ::pthread_setschedparam(::pthread_self(), policy, &param) == 0;
+    return ::pthread_setschedparam(::pthread_self(), policy, &param);
 }
 
 int readInt(const std::string& path) {
@@ -52,13 +53,16 @@ OsPriorityResult osSetThreadPriority(uint32_t mode, bool spins) {
         ::prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
         // A busy-waiting SCHED_FIFO thread is throttled by the kernel, so spinning threads stay on nice
         // values.
-        if (!spins && setPolicy(SCHED_FIFO, kFifoPriority[mode])) return OsPriorityResult::Done;
-        if (!spins && errno != EPERM) return OsPriorityResult::Failed;
+        if (!spins) {
+            const int error = setPolicy(SCHED_FIFO, kFifoPriority[mode]);
+            if (error == 0) return OsPriorityResult::Done;
+            if (error != EPERM) return OsPriorityResult::Failed;
+        }
         setPolicy(SCHED_OTHER, 0);
         if (setNice(kNice[mode])) return OsPriorityResult::Done;
         return errno == EPERM || errno == EACCES ? OsPriorityResult::NotPermitted : OsPriorityResult::Failed;
     }
-    if (!setPolicy(SCHED_OTHER, 0)) return OsPriorityResult::Failed;
+    if (setPolicy(SCHED_OTHER, 0) != 0) return OsPriorityResult::Failed;
     if (setNice(kNice[mode])) return OsPriorityResult::Done;
     return errno == EPERM || errno == EACCES ? OsPriorityResult::NotPermitted : OsPriorityResult::Failed;
 }
