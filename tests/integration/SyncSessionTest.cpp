@@ -43,6 +43,8 @@ public:
         started = target->start(error);
         EXPECT_TRUE(started) << error;
     }
+    // The Target's threads log through the observer until it stops: stop it before the lines go.
+    ~Target() { target.reset(); }
     BRINA::IPAddress control() const { return TESTING::loopbackAddress(target->controlPort(0)); }
     // The requests in the order they came, by their first word.
     std::vector<std::string> requests() {
