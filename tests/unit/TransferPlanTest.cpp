@@ -1,13 +1,13 @@
-// Every format of the rate table through every calculation: the plans keep their promises, and the
-// combinations that are refused or fall short are counted and printed by reason.
+// Every format of the rate table through every calculation: each plan keeps the bounds that its arithmetic
+// guarantees, and the plans that are refused or go past the plain promises are counted and printed by reason.
 #include "TransferConfig.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdio>
-#include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -50,6 +50,7 @@ const char* const kModeNames[] = {"Fix", "Var", "FixAuto", "VarAuto", "Random", 
 const uint32_t kModeResults[] = {TESSERA::FixMode,    TESSERA::VarMode, TESSERA::FixMode, TESSERA::VarMode,
                                  TESSERA::RandomMode, TESSERA::FixMode, TESSERA::VarMode};
 constexpr uint32_t kCycle = 1000, kLimit = 400, kRandomLimit = 500, kShortest = 412; // 400 x 1.03
+constexpr double kFloat = 1e-6; // the relative error of the few float steps in a cycle's bytes
 
 bool plan(TransferConfig& c, int mode) {
     switch (mode) {
@@ -73,53 +74,110 @@ bool plan(TransferConfig& c, int mode) {
     }
 }
 
-using Note = std::function<void(const std::string&)>;
+// Per reason: how often, in which modes, and the worst case with its amount.
+struct Entry {
+    int count = 0;
+    std::set<std::string> modes;
+    double worst = 0;
+    std::string example;
+};
+using Tally = std::map<std::string, Entry>;
+
+struct Plan {
+    const Shape& shape;
+    const TransferConfig& c;
+    int mode;
+    Tally& tally;
+
+    void note(const std::string& reason, double amount) const {
+        Entry& e = tally[reason];
+        e.modes.insert(kModeNames[mode]);
+        if (e.count++ == 0 || amount > e.worst) {
+            char text[160];
+            std::snprintf(text, sizeof text,
+                          "%.3g: %s size %u count %u, type 0x%x at %u Hz, cycle %u, %u packets", amount,
+                          kModeNames[mode], c.PackDataSize, c.PackDataCount, shape.format.type(),
+                          shape.format.rate(), c.cycle, c.packetCount);
+            e.worst = amount;
+            e.example = text;
+        }
+    }
+};
 
 // Steady packets of whole frames that fit; the cycle moves only when a room-full can't hold it.
-void checkVar(const TransferConfig& c, int mode, const Shape& shape, const Note& note) {
-    const uint32_t frame = shape.format.bytesPerFrame();
+void checkVar(const Plan& run) {
+    const TransferConfig& c = run.c;
+    const uint32_t frame = run.shape.format.bytesPerFrame();
     EXPECT_EQ(c.maxPacketBytes, c.fixedPacketBytes);
     EXPECT_GT(c.fixedPacketBytes, 0u);
     EXPECT_LE(c.fixedPacketBytes, c.PackDataSize);
     EXPECT_EQ(c.fixedPacketBytes % frame, 0u);
-    if (mode == Var && c.cycle != kCycle) {
+    if (run.mode == Var && c.cycle != kCycle) {
         EXPECT_EQ(c.packetCount, c.PackDataCount);
         EXPECT_EQ(c.fixedPacketBytes, c.PackDataSize / frame * frame);
     }
-    // Frames per cycle: off by less than one frame per packet and the frames of one microsecond.
-    const double pc = c.packetCount, planned = c.fixedPacketBytes / frame * pc;
-    const double wanted = shape.frameRate * c.cycle / 1e6;
-    EXPECT_LT(planned, wanted + 1.01);
-    EXPECT_GT(planned, wanted - pc - shape.frameRate / 1e6 - 0.01);
-    if (std::abs(planned - wanted) * 1e6 / c.cycle > 1)
-        note("frames per second off by over 1: whole frames per packet");
+    // Frames of a cycle: at most one over (its bytes round up to a frame), short by under a frame per packet
+    // (each packet rounds down to whole frames) and the frames of one microsecond (a ceiled room-full cycle).
+    const double fr = run.shape.frameRate, pc = c.packetCount, planned = c.fixedPacketBytes / frame * pc;
+    const double wanted = fr * c.cycle / 1e6, slack = wanted * kFloat;
+    EXPECT_LE(planned, wanted + 1 + slack);
+    EXPECT_GT(planned, wanted - pc - fr / 1e6 - slack);
+    const double off = std::abs(planned - wanted) * 1e6 / c.cycle;
+    if (off > 1) run.note("VarMode frames per second off by over 1: whole frames per packet", off);
 }
 
-void checkFix(const TransferConfig& c, const Shape& shape, const Note& note) {
-    const double B = shape.format.bytesPerSecond(), F = shape.format.bytesPerFrame(), fr = shape.frameRate;
-    const double C = c.cycle, pc = c.packetCount, size = c.PackDataSize;
+// A steady cycle of varying packets, planned in Q14 frames per packet over C / packetCount microseconds.
+void checkFix(const Plan& run) {
+    const TransferConfig& c = run.c;
+    const double B = run.shape.format.bytesPerSecond(), F = run.shape.format.bytesPerFrame();
+    const double C = c.cycle, pc = c.packetCount, size = c.PackDataSize, fr = run.shape.frameRate;
     EXPECT_EQ(c.fixedPacketBytes, 0u);
-    // The packets of a cycle hold 3% over its average (float rounding aside).
-    EXPECT_GE(pc * size, 1.03 * B * C / 1e6 * (1 - 1e-6));
-    // The largest packet, at +491/16,384 of the frames, passes the size by less than a frame; it is never
-    // below the average packet.
-    EXPECT_LT(c.maxPacketBytes, size + F);
+    EXPECT_EQ(c.cycle % 50, 0u);                             // the steps of 50 from a start on that grid
+    EXPECT_GE(pc * size, 1.03 * B * C / 1e6 * (1 - kFloat)); // the room holds 3% over the average
+    // The largest packet is the average plus 491/16,384 in whole frames; the room is counted in bytes, so a
+    // size that isn't whole frames may be passed by the rest of a frame, and no further.
+    EXPECT_LE(c.maxPacketBytes, std::ceil(size / F) * F);
     EXPECT_GE(c.maxPacketBytes, c.framesQ14 / 16384.0 * F);
-    if (c.maxPacketBytes > size) note("largest packet over the size by part of a frame");
-    // Frames per second: short of the rate only by the microseconds that C / packetCount drops and by the Q14
-    // fraction that each packet drops.
+    if (c.maxPacketBytes > size)
+        run.note("FixMode largest packet over the size (bytes): whole frames", c.maxPacketBytes - size);
+    // Frames per second: never over the rate; short only by the microseconds that C / packetCount drops
+    // and by the under 1/16,384 frame that each packet's Q14 count drops.
     const double planned = c.framesQ14 * pc * 1e6 / C / 16384;
     const double dropped = fr * (c.cycle % c.packetCount) / C, q14 = pc * 1e6 / C / 16384;
-    EXPECT_LE(planned, fr + 1e-6);
+    EXPECT_LE(planned, fr * (1 + 1e-12));
     EXPECT_GE(planned, fr - dropped - q14 - 1e-6);
     if (fr - planned > 1) {
-        note(dropped >= q14 ? "frames per second short by over 1: C / packetCount drops microseconds"
-                            : "frames per second short by over 1: Q14 resolution");
+        run.note(dropped >= q14 ? "FixMode frames per second short by over 1: C / packetCount"
+                                : "FixMode frames per second short by over 1: Q14 per packet",
+                 fr - planned);
     }
 }
 
+// The five calculations start from a cycle and never read limitCycle; the search and its fallback promise
+// the limit with margin, except where the fallback's Auto form gives the same short cycle at every start.
+void checkCycle(const Plan& run) {
+    const TransferConfig& c = run.c;
+    if (run.mode < Auto) {
+        EXPECT_LE(c.packetCount, c.PackDataCount);
+        EXPECT_LE(c.cycle, kCycle);
+        if (c.cycle < kLimit)
+            run.note("cycle before limitCycle (microseconds): the calculations don't read it",
+                     kLimit - c.cycle);
+        return;
+    }
+    if (c.cycle >= kShortest) return;
+    EXPECT_EQ(c.transferMode, TESSERA::FixMode);
+    // The fallback would step on for ever: the next start gives the same cycle.
+    TransferConfig next = c;
+    next.PackDataCount = 0xFFFF;
+    EXPECT_TRUE(next.configTransferFixAuto(kLimit + 50));
+    EXPECT_EQ(next.cycle, c.cycle);
+    run.note("configAuto cycle before the limit (microseconds): FixAuto gives it at every start",
+             kShortest - c.cycle);
+}
+
 TEST(TransferPlanTest, EveryFormatSizeAndCountKeepsThePlanPromises) {
-    std::map<std::string, std::pair<int, std::string>> tally; // reason -> count and first example
+    Tally tally;
     int runs = 0;
     for (const Shape& shape : everyFormat()) {
         for (uint16_t size : {uint16_t{1428}, uint16_t{8936}}) {
@@ -131,64 +189,51 @@ TEST(TransferPlanTest, EveryFormatSizeAndCountKeepsThePlanPromises) {
                     c.PackDataCount = count;
                     c.limitCycle = kLimit;
                     const bool ok = plan(c, mode);
-                    char example[120];
-                    std::snprintf(example, sizeof example, "type 0x%x at %u Hz: cycle %u, %u packets",
-                                  shape.format.type(), shape.format.rate(), c.cycle, c.packetCount);
-                    SCOPED_TRACE(testing::Message() << kModeNames[mode] << " size " << size << " count "
-                                                    << count << ", " << example);
-                    const Note note = [&](const std::string& reason) {
-                        auto& entry = tally[std::string(kModeNames[mode]) + " size " + std::to_string(size) +
-                                            " count " + std::to_string(count) + ": " + reason];
-                        if (entry.first++ == 0) entry.second = example;
-                    };
+                    const Plan run{shape, c, mode, tally};
+                    SCOPED_TRACE(testing::Message()
+                                 << kModeNames[mode] << " size " << size << " count " << count << " type 0x"
+                                 << std::hex << shape.format.type() << std::dec << " at "
+                                 << shape.format.rate() << " Hz: cycle " << c.cycle << ", " << c.packetCount
+                                 << " packets");
                     if (!ok) {
                         // Only Random may refuse: every other room is at least 14,280 bytes, and holds 50
                         // microseconds of the fastest format (10,240 bytes).
                         EXPECT_EQ(mode, Random);
                         TransferConfig fix = c;
-                        EXPECT_TRUE(fix.configTransferFix(kCycle, 0) && fix.cycle <= kRandomLimit);
-                        note("refused, the room holds no cycle longer than the random limit");
+                        EXPECT_TRUE(fix.configTransferFix(kCycle, 0));
+                        EXPECT_LE(fix.cycle, kRandomLimit);
+                        run.note("refused: the FixMode cycle is not after the random limit (microseconds "
+                                 "before it)",
+                                 kRandomLimit - fix.cycle);
                         continue;
                     }
                     ASSERT_GT(c.cycle, 0u);
                     ASSERT_GE(c.packetCount, 1);
-                    if (mode < Auto) {
-                        EXPECT_LE(c.packetCount, count);
-                        EXPECT_LE(c.cycle, kCycle); // no calculation lengthens the cycle
-                        if (c.cycle < kLimit) note("cycle below limitCycle (not promised)");
-                    } else {
-                        EXPECT_EQ(c.PackDataCount, count);
-                        // The search and the fallback promise the limit with margin. Excluded: FixAuto stops
-                        // at the first packet count that gains no 50-microsecond step, so where a packet
-                        // holds less than a step it stalls short at every start, the fallback's next (450)
-                        // too.
-                        TransferConfig probe = c;
-                        probe.PackDataCount = 0xFFFF;
-                        if (c.transferMode == TESSERA::FixMode && c.cycle < kShortest &&
-                            probe.configTransferFixAuto(kLimit + 50) && probe.cycle < kShortest) {
-                            note("below the limit: FixAuto stalls short of it at every start");
-                        } else {
-                            EXPECT_GE(c.cycle, kShortest);
-                        }
-                    }
+                    EXPECT_EQ(c.PackDataCount, count);
                     EXPECT_EQ(c.transferMode, kModeResults[mode]);
                     if (mode == Random) {
                         EXPECT_EQ(c.randomLimit, kRandomLimit);
                         EXPECT_GT(c.cycle, kRandomLimit);
                     }
+                    checkCycle(run);
                     if (c.transferMode == TESSERA::VarMode) {
-                        checkVar(c, mode, shape, note);
+                        checkVar(run);
                     } else {
-                        checkFix(c, shape, note);
+                        checkFix(run);
                     }
                 }
             }
         }
     }
-    std::printf("%d plans; refused or short of a promise, by reason:\n", runs);
-    for (const auto& [reason, entry] : tally) {
-        std::printf("  %5d  %s\n         e.g. %s\n", entry.first, reason.c_str(), entry.second.c_str());
-        RecordProperty(reason, entry.first);
+    std::printf("%d plans; refused or past a plain promise, by reason: count, modes, worst amount and case\n",
+                runs);
+    for (const auto& [reason, e] : tally) {
+        std::string modes;
+        for (const auto& m : e.modes)
+            modes += " " + m;
+        std::printf("  %s\n    %d in%s; worst %s\n", reason.c_str(), e.count, modes.c_str(),
+                    e.example.c_str());
+        RecordProperty(reason, e.count);
     }
 }
 
