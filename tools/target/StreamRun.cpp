@@ -155,6 +155,8 @@ void StreamRun::handleStreamData(const std::vector<uint8_t>& datagram, uint64_t 
     case ReceiveWindow::Arrival::InOrder:
     case ReceiveWindow::Arrival::Held:
         ++counts.packets;
+        // The first of its number to arrive, but one that was asked for again: the Host's repeat.
+        if (tracker.wasAsked(window.last())) ++counts.repeats;
         if (data.cycleEnd()) {
             jitter.cycleEnd(now);
             // Two cycles give the Host time to read the request and repeat the packet in its next burst.
@@ -218,6 +220,7 @@ void StreamRun::askResend(uint64_t now) {
     const auto first = static_cast<uint16_t>(window.next());
     const auto missing = static_cast<uint16_t>(std::min<uint64_t>(window.missingCount(), 0xFFFF));
     send(TW::resendRequest(first, missing, inverted(now)));
+    tracker.reached(window.end());
     ++counts.resendRequests;
     if (tracker.requests() == 1)
         say("gap: " + packets(missing) + " missing from " + std::to_string(first) + ", resend requested");
