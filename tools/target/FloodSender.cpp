@@ -1,6 +1,6 @@
 #include "FloodSender.h"
 
-#include "SyncMessages.h"
+#include "TargetStreamMessages.h"
 
 #include <algorithm>
 
@@ -17,7 +17,7 @@ void FloodSender::send(const BRINA::IPAddress& host, uint64_t elapsedUs) {
     if (!socket.isOpen() || perSecond == 0) return;
     const uint64_t due = elapsedUs * perSecond / 1000000;
     const uint64_t now = std::min<uint64_t>(due - std::min(due, count), kMostPerCall);
-    const Packet message = SyncMessages::disconnectAnswer();
+    const Packet message = TargetWire::disconnectAnswer();
     for (uint64_t i = 0; i < now; ++i) {
         socket.sendTo(host, message.data(), message.size(), false);
         ++count;

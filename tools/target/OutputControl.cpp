@@ -1,8 +1,9 @@
 #include "OutputControl.h"
 
 #include "FormatText.h"
-#include "SyncCommands.h"
-#include "SyncMessages.h"
+#include "TargetCommands.h"
+#include "TargetControlMessages.h"
+#include "TargetDiscoveryMessages.h"
 
 #include <utility>
 
@@ -12,6 +13,7 @@ namespace {
 
 using BRINA::BufferCS_const;
 using BRINA::IPAddress;
+using namespace TargetWire;
 
 constexpr uint32_t kWaitMicroseconds = 50'000; // how long stop() may wait for the thread
 constexpr uint32_t kLargestDatagram = 65536;   // a DATASIZE probe may be as large as UDP allows
@@ -83,9 +85,11 @@ void OutputControl::handle(const std::vector<uint8_t>& datagram, const IPAddress
     const std::string asker = " from " + from.toStringWithPort();
     switch (request.command()) {
     case FORMAT_REQ: {
-        const StreamFormat mask = caps.answer(request.value64());
-        log.line("FORMAT_REQ " + hex64(request.value64()) + asker + ": " + FormatText::words(mask));
-        send(SyncMessages::formatAnswer(mask), from);
+        uint64_t selector = 0;
+        readFormatRequest(message, selector);
+        const StreamFormat mask = caps.answer(selector);
+        log.line("FORMAT_REQ " + hex64(selector) + asker + ": " + FormatText::words(mask));
+        send(formatAnswer(mask), from);
         return;
     }
     case LATENCY_REQ:
@@ -94,28 +98,34 @@ void OutputControl::handle(const std::vector<uint8_t>& datagram, const IPAddress
     case DATASIZE_REQ:
         handleDataSize(message, from);
         return;
-    case PROFILE_REQ:
-        log.line("PROFILE_REQ " + hex64(request.value64()) + asker +
+    case PROFILE_REQ: {
+        StreamFormat format;
+        readProfileRequest(message, format);
+        log.line("PROFILE_REQ " + hex64(format.toU64()) + asker +
                  (cfg.answerProfile ? "" : ": not answered"));
-        if (cfg.answerProfile)
-            send(SyncMessages::profileAnswer(cfg.profileMin, cfg.profileMax, cfg.profileFlags), from);
+        if (cfg.answerProfile) send(profileAnswer(cfg.profileMin, cfg.profileMax, cfg.profileFlags), from);
         return;
-    case CONNECTPRE_REQ:
-        log.line("CONNECTPRE_REQ" + asker + ": latency " + std::to_string(request.word10() * 100u) + " us");
-        send(SyncMessages::connectPrepareAnswer(agreedLatency), from);
+    }
+    case CONNECTPRE_REQ: {
+        Preparation preparation;
+        readConnectPrepareRequest(message, preparation);
+        log.line("CONNECTPRE_REQ" + asker + ": latency " + std::to_string(preparation.latency * 100u) +
+                 " us");
+        send(connectPrepareAnswer(agreedLatency), from);
         return;
+    }
     case SYNCHOST_REQ: {
         uint64_t product = 0;
         std::string name;
-        SyncMessages::readSyncHostRequest(message, product, name);
+        readSyncHostRequest(message, product, name);
         host.set(name, product);
         log.line("SYNCHOST_REQ" + asker + ": " + name);
-        send(SyncMessages::syncHostAnswer(), from);
+        send(syncHostAnswer(), from);
         return;
     }
     case NOPBREAK_REQ:
         log.line("NOPBREAK_REQ" + asker);
-        send(SyncMessages::nopBreakAnswer(), from);
+        send(nopBreakAnswer(), from);
         return;
     case CONNECT_REQ:
         handleConnect(message, from);
@@ -127,13 +137,13 @@ void OutputControl::handle(const std::vector<uint8_t>& datagram, const IPAddress
 
 void OutputControl::handleLatency(BufferCS_const message, const IPAddress& from) {
     uint16_t requested = 0;
-    SyncMessages::readLatencyRequest(message, requested);
+    readLatencyRequest(message, requested);
     // A latency of our own configuration is fixed; otherwise the Host's request is agreed as it stands.
     if (requested != 0 && cfg.latency == 0) agreedLatency = requested;
     log.line("LATENCY_REQ " + std::to_string(requested * 100u) + " us from " + from.toStringWithPort() +
              ": agreed " + std::to_string(agreedLatency * 100u) + " us, hardware " +
              std::to_string(cfg.hardwareLatency * 100u) + " us");
-    send(SyncMessages::latencyAnswer(agreedLatency, cfg.hardwareLatency), from);
+    send(latencyAnswer(agreedLatency, cfg.hardwareLatency), from);
 }
 
 void OutputControl::handleDataSize(BufferCS_const message, const IPAddress& from) {
@@ -141,21 +151,22 @@ void OutputControl::handleDataSize(BufferCS_const message, const IPAddress& from
         log.line("DATASIZE_REQ from " + from.toStringWithPort() + ": not answered");
         return;
     }
-    if (Packet::payloadSize(message) == 0) {
+    DataSizeRequest request;
+    readDataSizeRequest(message, request);
+    if (!request.probe) {
         log.line("DATASIZE_REQ from " + from.toStringWithPort() + ": mtu " + std::to_string(cfg.mtu) + ", " +
                  std::to_string(cfg.bytesPerCycle) + " bytes per cycle");
-        send(SyncMessages::dataSizeAnswer(cfg.mtu, cfg.bytesPerCycle), from);
+        send(dataSizeAnswer(cfg.mtu, cfg.bytesPerCycle), from);
         return;
     }
-    uint16_t received = 0, sum = 0;
-    SyncMessages::readDataSizeProbe(message, received, sum);
-    log.line("DATASIZE_REQ probe of " + std::to_string(received) + " bytes from " + from.toStringWithPort());
-    send(SyncMessages::dataSizeProbeAnswer(received, sum), from);
+    log.line("DATASIZE_REQ probe of " + std::to_string(request.received) + " bytes from " +
+             from.toStringWithPort());
+    send(dataSizeProbeAnswer(request.received, request.sum), from);
 }
 
 void OutputControl::handleConnect(BufferCS_const message, const IPAddress& from) {
     StreamFormat format;
-    SyncMessages::readConnectRequest(message, format);
+    readConnectRequest(message, format);
     const std::string what =
         "CONNECT_REQ " + FormatText::describe(format) + " from " + from.toStringWithPort();
     if (cfg.refuseConnect == OutputConfig::Refusal::Echo) {
@@ -163,7 +174,7 @@ void OutputControl::handleConnect(BufferCS_const message, const IPAddress& from)
         socket.sendTo(from, message.data, message.size, true);
         return;
     }
-    const Packet refusal(CONNECT_ANS);
+    const Packet refusal = connectRefusal();
     if (cfg.refuseConnect == OutputConfig::Refusal::NoContent) {
         log.line(what + ": refused without content");
         send(refusal, from);
@@ -181,9 +192,7 @@ void OutputControl::handleConnect(BufferCS_const message, const IPAddress& from)
         return;
     }
     log.line(what + ": stream port " + std::to_string(streamPort));
-    Packet accepted(CONNECT_ANS, streamPort, 0, 0, 0);
-    accepted.header().setFlags(stream->connectFlags() | PacketFlag::HasContent);
-    send(accepted, from);
+    send(connectAnswer(streamPort, cfg.invertAtStart), from);
 }
 
 void OutputControl::send(const Packet& packet, const IPAddress& to) {

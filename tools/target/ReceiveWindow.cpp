@@ -22,6 +22,7 @@ ReceiveWindow::Arrival ReceiveWindow::accept(uint16_t sequence, BRINA::BufferCS_
     const auto offset =
         static_cast<int16_t>(static_cast<uint16_t>(sequence - static_cast<uint16_t>(nextSequence)));
     const int64_t unwrapped = nextSequence + offset;
+    lastSequence = unwrapped;
     if (offset < 0) return Arrival::Repeat;
     if (static_cast<uint32_t>(offset) > maxAhead) return Arrival::OutOfRange;
     if (offset == 0) {

@@ -25,6 +25,8 @@ public:
     Arrival accept(uint16_t sequence, BRINA::BufferCS_const audio, uint64_t nowUs);
 
     bool started() const { return begun; }
+    // The unwrapped number of the packet that accept saw last.
+    int64_t last() const { return lastSequence; }
     bool hasGap() const { return !held.empty(); }
     // The next sequence to hand over: the first missing packet while there is a gap.
     int64_t next() const { return nextSequence; }
@@ -51,6 +53,7 @@ private:
     uint32_t maxAhead;
     bool begun = false;
     int64_t nextSequence = 0;
+    int64_t lastSequence = 0;
     std::map<int64_t, HeldPacket> held;
 };
 

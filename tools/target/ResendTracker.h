@@ -1,6 +1,7 @@
 #pragma once
 // When to ask the Host for the first missing packet, when to ask again, and when to give it up.
 // The Host repeats everything from the packet named, so one request covers every later gap as well.
+#include <algorithm>
 #include <cstdint>
 
 namespace TESSERA {
@@ -18,6 +19,11 @@ public:
     Action poll(bool gap, int64_t firstMissing, uint64_t missingSinceUs, uint64_t nowUs);
     // A request went out at nowUs.
     void asked(uint64_t nowUs);
+    // A request went out for every missing packet below end.
+    void reached(int64_t end) { reach = std::max(reach, end); }
+    // Whether a request asked for sequence. Meant for a packet that arrives new: below the reach it was
+    // missing when the request went out, so it is the Host's repeat.
+    bool wasAsked(int64_t sequence) const { return sequence < reach; }
     // The wait before the first repeat of a request; each further one waits twice as long.
     void setRetryInterval(uint64_t microseconds) { retryUs = microseconds; }
     uint64_t retryInterval() const { return retryUs; }
@@ -32,6 +38,7 @@ private:
     uint32_t sent = 0;      // requests naming the tracked packet
     bool askedOnce = false; // any request at all in this stream
     uint64_t lastAskUs = 0;
+    int64_t reach = INT64_MIN; // one past the newest packet that a request named
 };
 
 } // namespace TESSERA

@@ -1,7 +1,7 @@
 #include "StreamReceiver.h"
 
 #include "StreamRun.h"
-#include "SyncMessages.h"
+#include "TargetCommands.h"
 
 #include <atomic>
 #include <mutex>
@@ -59,7 +59,7 @@ bool StreamReceiver::open(const BRINA::IPAddress& local, const BRINA::IPAddress&
 }
 
 uint16_t StreamReceiver::connectFlags() const {
-    return SyncMessages::phaseFlags(impl->config.invertAtStart) | PacketFlag::HasContent;
+    return TargetWire::phaseFlags(impl->config.invertAtStart) | TargetWire::Flag::HasContent;
 }
 
 void StreamReceiver::close() {

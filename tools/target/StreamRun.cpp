@@ -1,7 +1,8 @@
 #include "StreamRun.h"
 
 #include "FeedbackWords.h"
-#include "SyncMessages.h"
+#include "TargetCommands.h"
+#include "TargetStreamMessages.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -11,7 +12,7 @@ namespace TESSERA {
 
 namespace {
 
-namespace SM = SyncMessages;
+namespace TW = TargetWire;
 
 constexpr uint32_t kMostPerPass = 256;       // datagrams read per pass, so a flood can't stall play-out
 constexpr uint64_t kPublishEveryUs = 50000;  // live report
@@ -83,7 +84,7 @@ void StreamRun::run(const std::atomic<bool>& stop, const Publish& publish) {
     while (end == End::None) {
         uint64_t now = clock.now();
         if (stop.load(std::memory_order_acquire)) {
-            if (!silent(now)) send(SM::disconnectAnswer());
+            if (!silent(now)) send(TW::disconnectAnswer());
             end = End::ClosedByTarget;
             break;
         }
@@ -126,7 +127,7 @@ void StreamRun::receiveAll(uint64_t now) {
             continue;
         }
         lastHeardUs = now;
-        const bool streamData = PacketHeader(buffer.data()).command() == STREAM_DATA;
+        const bool streamData = PacketHeader(buffer.data()).command() == TW::STREAM_DATA;
         // A copy of the datagram's own size: the receive buffer spans the largest datagram.
         faults.arrive(std::vector<uint8_t>(buffer.begin(), buffer.end()), streamData, now);
     }
@@ -134,11 +135,11 @@ void StreamRun::receiveAll(uint64_t now) {
 
 void StreamRun::handle(const std::vector<uint8_t>& datagram, uint64_t now) {
     switch (PacketHeader(datagram.data()).command()) {
-    case STREAM_DATA:
+    case TW::STREAM_DATA:
         handleStreamData(datagram, now);
         break;
-    case DSICONNECT_REQ:
-        if (!silent(now)) send(SM::disconnectAnswer());
+    case TW::DSICONNECT_REQ:
+        if (!silent(now)) send(TW::disconnectAnswer());
         end = End::ClosedByHost;
         break;
     default: // nothing else belongs in a stream
@@ -147,15 +148,16 @@ void StreamRun::handle(const std::vector<uint8_t>& datagram, uint64_t now) {
 }
 
 void StreamRun::handleStreamData(const std::vector<uint8_t>& datagram, uint64_t now) {
-    uint16_t sequence = 0, flags = 0;
-    BRINA::BufferCS_const audio;
-    if (!SM::readStreamData(BRINA::BufferCS_const(datagram), sequence, flags, audio)) return;
+    TW::StreamData data;
+    if (!TW::readStreamData(BRINA::BufferCS_const(datagram), data)) return;
     now_ = now;
-    switch (window.accept(sequence, audio, now)) {
+    switch (window.accept(data.sequence, data.audio, now)) {
     case ReceiveWindow::Arrival::InOrder:
     case ReceiveWindow::Arrival::Held:
         ++counts.packets;
-        if (flags & PacketFlag::CycleEnd) {
+        // The first of its number to arrive, but one that was asked for again: the Host's repeat.
+        if (tracker.wasAsked(window.last())) ++counts.repeats;
+        if (data.cycleEnd()) {
             jitter.cycleEnd(now);
             // Two cycles give the Host time to read the request and repeat the packet in its next burst.
             const uint64_t cycle = jitter.typicalCycleUs();
@@ -170,7 +172,7 @@ void StreamRun::handleStreamData(const std::vector<uint8_t>& datagram, uint64_t 
         ++counts.foreignDatagrams;
         break;
     }
-    if ((flags & PacketFlag::InfoRequest) && !silent(now)) sendFeedback(now);
+    if (data.infoRequest() && !silent(now)) sendFeedback(now);
     serviceGaps(now);
 }
 
@@ -192,7 +194,7 @@ void StreamRun::sendFeedback(uint64_t now) {
     const auto level = static_cast<uint32_t>(playoutClock.millisecondsOf(playout.level()) * 10 + 0.5);
     const uint32_t target = std::min<uint32_t>(config.bufferTargetMs, 6553) * 10;
     const FeedbackWords words = FeedbackWords::make(config.feedbackKind, level, target);
-    send(SM::feedbackInfo(words.word8, words.word10, words.word12, inverted(now)));
+    send(TW::feedback(words.word8, words.word10, words.word12, inverted(now)));
 }
 
 void StreamRun::serviceGaps(uint64_t now) {
@@ -217,7 +219,8 @@ void StreamRun::askResend(uint64_t now) {
     if (silent(now)) return;
     const auto first = static_cast<uint16_t>(window.next());
     const auto missing = static_cast<uint16_t>(std::min<uint64_t>(window.missingCount(), 0xFFFF));
-    send(SM::resendRequest(first, missing, inverted(now)));
+    send(TW::resendRequest(first, missing, inverted(now)));
+    tracker.reached(window.end());
     ++counts.resendRequests;
     if (tracker.requests() == 1)
         say("gap: " + packets(missing) + " missing from " + std::to_string(first) + ", resend requested");
@@ -254,14 +257,14 @@ void StreamRun::timedFaults(uint64_t now) {
         resendBeyondDone = true;
         if (!silent(now)) {
             const auto first = static_cast<uint16_t>(window.end() - static_cast<int64_t>(kFarBehind));
-            send(SM::resendRequest(first, static_cast<uint16_t>(kFarBehind), invert));
+            send(TW::resendRequest(first, static_cast<uint16_t>(kFarBehind), invert));
             ++counts.resendRequests;
             say("resend requested from " + std::to_string(first) + ", further back than the Host keeps");
         }
     }
     if (flooding && !silent(now)) flood.send(host, now - startUs);
     if (f.closeAfterMs != 0 && elapsedMs >= f.closeAfterMs) {
-        if (!silent(now)) send(SM::disconnectAnswer());
+        if (!silent(now)) send(TW::disconnectAnswer());
         end = End::ClosedByTarget;
     }
 }
