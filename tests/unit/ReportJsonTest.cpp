@@ -143,19 +143,15 @@ TEST(ReportJsonTest, WordsFollowTheReport) {
           "2 gaps were never filled", "  Underruns  4: the Target's play-out ran dry",
           "  End        the Host fell silent"}},
         {asked,
-         {"  Result     BIT-PERFECT: all 1920000 frames of the test signal arrived unchanged, 1320000 of "
-          "them "
+         {"  Result     BIT-PERFECT: all 1920000 frames of the test signal arrived intact, 1320000 of them "
           "inverted in phase as the Target asked\n",
-          "  Phase      the Target asked for inverted phase at frame 606000, and the audio turned inverted "
-          "at "
-          "frame 606441\n"}},
+          "  Phase      the Target asked for inverted phase at frame 606000, and the audio turned "
+          "inverted at frame 606441\n"}},
         {unasked,
-         {"  Result     NOT bit-perfect: 0 frames arrived unchanged, 1920000 came inverted in phase (from "
-          "frame 0); "
-          "the phase was not the one the Target asked for\n",
-          "  Phase      the Target did not ask for inverted phase; 1926000 frames came inverted that the "
-          "Target "
-          "never asked for (the first at frame 0)\n"}},
+         {"  Result     NOT bit-perfect: 0 frames arrived unchanged, 1920000 came inverted in phase "
+          "(from frame 0); the phase was not the one the Target asked for\n",
+          "  Phase      the Target did not ask for inverted phase; 1926000 frames came inverted that "
+          "the Target never asked for (the first at frame 0)\n"}},
         {music, {"  Result     not checked: the audio was not the test signal"}},
     };
     for (const auto& row : rows) {

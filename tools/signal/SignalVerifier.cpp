@@ -1,7 +1,6 @@
 #include "SignalVerifier.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 namespace TESSERA {
@@ -60,9 +59,9 @@ void SignalVerifier::wrongPhase(uint64_t& counter) {
     ++counter;
 }
 
+// Normal audio after the request passes: a Host that inverts on its own cancels the Target's wish.
 void SignalVerifier::checkPhase(bool invertedFrame, bool leading) {
-    const bool allowed = res.askedInverted && position >= res.askedAtFrame;
-    if (invertedFrame && !allowed) {
+    if (invertedFrame && !res.askedInverted) { // every frame checked since the request may be inverted
         wrongPhase(res.invertedUnasked);
     } else if (invertedFrame && !res.switched) {
         res.switched = true;
@@ -84,7 +83,10 @@ void SignalVerifier::checkFrame(const uint8_t* frame) {
         if (silentInverted) ++res.invertedSilence;
         checkPhase(silentInverted, !res.started);
         ++position;
-        ++(res.started ? res.silenceInside : res.leadingSilence);
+        if (res.started)
+            ++res.silenceInside;
+        else
+            ++res.leadingSilence;
         return;
     }
     res.started = true;
@@ -118,11 +120,8 @@ void SignalVerifier::checkFrame(const uint8_t* frame) {
 }
 
 namespace {
-std::string frameWords(const char* format, uint64_t a, uint64_t b = 0) {
-    char text[200];
-    std::snprintf(text, sizeof text, format, static_cast<unsigned long long>(a),
-                  static_cast<unsigned long long>(b));
-    return text;
+std::string frames(uint64_t n) {
+    return std::to_string(n) + (n == 1 ? " frame" : " frames");
 }
 } // namespace
 
@@ -132,22 +131,18 @@ std::string VerifierResult::phaseText() const {
         text = invertedUnasked == 0 ? "normal throughout, as the Target did not ask for inverted phase"
                                     : "the Target did not ask for inverted phase";
     else if (switched)
-        text =
-            frameWords("the Target asked for inverted phase at frame %llu, and the audio turned inverted at "
-                       "frame %llu",
-                       askedAtFrame, switchFrame);
+        text = "the Target asked for inverted phase at frame " + std::to_string(askedAtFrame) +
+               ", and the audio turned inverted at frame " + std::to_string(switchFrame);
     else
-        text =
-            frameWords("the Target asked for inverted phase at frame %llu, and the audio stayed normal (as "
-                       "when the Host inverts on its own too, which cancels)",
-                       askedAtFrame);
+        text = "the Target asked for inverted phase at frame " + std::to_string(askedAtFrame) +
+               ", and the audio stayed normal (as when the Host inverts on its own too, which cancels)";
     if (invertedUnasked != 0)
-        text += frameWords(askedInverted ? "; %llu frames came inverted before the Target asked"
-                                         : "; %llu frames came inverted that the Target never asked for",
-                           invertedUnasked);
+        text += "; " + frames(invertedUnasked) +
+                (askedInverted ? " came inverted before the Target asked"
+                               : " came inverted that the Target never asked for");
     if (normalAfterSwitch != 0)
-        text += frameWords("; %llu frames turned back to normal after the switch", normalAfterSwitch);
-    if (!phaseRight()) text += frameWords(" (the first at frame %llu)", firstWrongPhase);
+        text += "; " + frames(normalAfterSwitch) + " turned back to normal after the switch";
+    if (!phaseRight()) text += " (the first at frame " + std::to_string(firstWrongPhase) + ")";
     return text;
 }
 

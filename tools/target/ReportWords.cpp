@@ -34,11 +34,13 @@ std::string result(const StreamReport& r) {
     if (!v.started || (v.matched == 0 && v.inverted == 0))
         return "not checked: the audio was not the test signal (music from a WAV file, say), so the Target "
                "could not compare it sample by sample";
+    if (r.bitPerfect() && v.inverted == 0)
+        return printed("BIT-PERFECT: all %llu frames of the test signal arrived unchanged", n(v.matched));
     if (r.bitPerfect())
-        return printed("BIT-PERFECT: all %llu frames of the test signal arrived unchanged",
-                       n(v.matched + v.inverted)) +
-               (v.inverted ? printed(", %llu of them inverted in phase as the Target asked", n(v.inverted))
-                           : "");
+        return printed(
+            "BIT-PERFECT: all %llu frames of the test signal arrived intact, %llu of them inverted in "
+            "phase as the Target asked",
+            n(v.matched + v.inverted), n(v.inverted));
     std::string text = printed("NOT bit-perfect: %llu frames arrived unchanged", n(v.matched));
     if (v.differed)
         text += printed(", %llu differed (the first at frame %llu)", n(v.differed), n(v.firstDifference));
