@@ -143,6 +143,10 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
         EXPECT_GT(session.handedOut.load(), 0u) << r.name;
         // Every frame handed out arrived, in order, and nothing else but silence.
         const VerifierResult& v = report.verifier;
+        // The host's own turn is one the Target never asked for; the Target's own wish is kept.
+        EXPECT_EQ(report.bitPerfect(), r.phase != Phase::Switched) << r.name << ": " << report.toJson();
+        EXPECT_EQ(v.invertedUnasked != 0, r.phase == Phase::Switched) << r.name;
+        EXPECT_EQ(v.switched, r.phase == Phase::Inverted) << r.name;
         EXPECT_EQ(v.matched + v.inverted, session.handedOut.load()) << r.name;
         EXPECT_EQ(v.matched != 0, r.phase != Phase::Inverted) << r.name;
         EXPECT_EQ(v.inverted != 0, r.phase != Phase::Normal) << r.name;

@@ -45,6 +45,13 @@ TEST(ReportJsonTest, EveryFieldSurvivesTheRoundTrip) {
     written.verifier.firstInverted = 77;
     written.verifier.differed = 2;
     written.verifier.firstDifference = 4'000'000'000ull;
+    written.verifier.invertedSilence = 9;
+    written.verifier.askedInverted = written.verifier.switched = true;
+    written.verifier.askedAtFrame = 13'000;
+    written.verifier.switchFrame = 13'230;
+    written.verifier.invertedUnasked = 3;
+    written.verifier.normalAfterSwitch = 4;
+    written.verifier.firstWrongPhase = 6'001;
     written.closedByTarget = written.hostSilent = true;
     StreamReport read;
     std::string error;
@@ -52,6 +59,13 @@ TEST(ReportJsonTest, EveryFieldSurvivesTheRoundTrip) {
     // The JSON of what was read back is the JSON that was written: no field lost or changed.
     EXPECT_EQ(read.toJson(), written.toJson());
     EXPECT_FALSE(read.bitPerfect());
+    // The phase finding in words is in the JSON too, for those who read it without the tool.
+    EXPECT_NE(read.toJson().find("\"phase\": \"the Target asked for inverted phase at frame 13000, and the "
+                                 "audio turned inverted at frame 13230; 3 frames came inverted before the "
+                                 "Target asked; 4 frames turned back to normal after the switch (the first "
+                                 "at frame 6001)\""),
+              std::string::npos)
+        << read.toJson();
 }
 
 TEST(ReportJsonTest, BrokenTextsAreRefusedWithTheReason) {
@@ -96,6 +110,16 @@ TEST(ReportJsonTest, WordsFollowTheReport) {
     damaged.underruns = 4;
     damaged.closedByHost = damaged.finalSeen = false;
     damaged.hostSilent = true;
+    StreamReport asked = sample();
+    asked.verifier.matched = 600'000;
+    asked.verifier.inverted = 1'320'000;
+    asked.verifier.askedInverted = asked.verifier.switched = true;
+    asked.verifier.askedAtFrame = 606'000;
+    asked.verifier.switchFrame = 606'441;
+    StreamReport unasked = sample();
+    unasked.verifier.matched = 0;
+    unasked.verifier.inverted = 1'920'000;
+    unasked.verifier.invertedUnasked = 1'926'000;
     StreamReport music = sample();
     music.verifier.matched = 0;
     music.verifier.differed = 95920;
@@ -118,6 +142,16 @@ TEST(ReportJsonTest, WordsFollowTheReport) {
           "packets\n",
           "2 gaps were never filled", "  Underruns  4: the Target's play-out ran dry",
           "  End        the Host fell silent"}},
+        {asked,
+         {"  Result     BIT-PERFECT: all 1920000 frames of the test signal arrived intact, 1320000 of them "
+          "inverted in phase as the Target asked\n",
+          "  Phase      the Target asked for inverted phase at frame 606000, and the audio turned "
+          "inverted at frame 606441\n"}},
+        {unasked,
+         {"  Result     NOT bit-perfect: 0 frames arrived unchanged, 1920000 came inverted in phase "
+          "(from frame 0); the phase was not the one the Target asked for\n",
+          "  Phase      the Target did not ask for inverted phase; 1926000 frames came inverted that "
+          "the Target never asked for (the first at frame 0)\n"}},
         {music, {"  Result     not checked: the audio was not the test signal"}},
     };
     for (const auto& row : rows) {
@@ -125,6 +159,8 @@ TEST(ReportJsonTest, WordsFollowTheReport) {
         for (const char* line : row.lines)
             EXPECT_NE(text.find(line), std::string::npos) << line << "\n" << text;
     }
+    // A stream in which nobody asked for inversion and none came says nothing of the phase.
+    EXPECT_EQ(TESSERA::ReportWords::text(clean).find("Phase"), std::string::npos);
 }
 
 } // namespace

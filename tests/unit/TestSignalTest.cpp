@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -111,14 +112,14 @@ TEST(TestSignalTest, VerifierCountsWhatArrived) {
              v.feed(signal.data() + 401 * fb, 599 * fb);
          },
          999, 0, 0, 1, false},
-        {"complemented from frame 600",
+        {"complemented from frame 600, which the Target never asked for",
          [&](auto& v) {
              auto copy = signal;
              for (size_t i = 600 * fb; i < copy.size(); ++i)
                  copy[i] = static_cast<uint8_t>(~copy[i]);
              v.feed(copy.data(), static_cast<uint32_t>(copy.size()));
          },
-         600, 400, 0, 0, true},
+         600, 400, 0, 0, false},
         {"silence inside does not shift the signal",
          [&](auto& v) {
              v.feed(signal.data(), 300 * fb);
@@ -136,6 +137,100 @@ TEST(TestSignalTest, VerifierCountsWhatArrived) {
         EXPECT_EQ(res.differed, r.differed) << r.name;
         EXPECT_EQ(res.missing, r.missing) << r.name;
         EXPECT_EQ(res.bitPerfect(), r.bitPerfect) << r.name;
+    }
+}
+
+// The phase rule: normal until the Target asks, then at most one switch to inverted, silence included.
+TEST(TestSignalTest, VerifierHoldsThePhaseToTheRequest) {
+    const StreamFormat f = make(0x402, 48000); // 24-bit stereo
+    const uint32_t fb = f.bytesPerFrame();
+    const auto signal = render(f, 0, 1000);
+    enum Kind { Signal, Inverted, Silence, InvertedSilence, Ask };
+    struct Piece {
+        Kind kind;
+        uint32_t frames = 0; // signal pieces go on where the last one ended
+    };
+    struct Expect {
+        bool bitPerfect, switched;
+        uint64_t switchFrame, invertedUnasked, normalAfterSwitch, firstWrongPhase, invertedSilence;
+    };
+    struct Row {
+        const char* name;
+        std::vector<Piece> pieces;
+        Expect e;
+        const char* words;
+    } rows[] = {
+        {"never asked, inverted from signal frame 600",
+         {{Silence, 10}, {Signal, 600}, {Inverted, 400}},
+         {false, false, 0, 400, 0, 610, 0},
+         "400 frames came inverted that the Target never asked for (the first at frame 610)"},
+        {"asked at frame 300, turned at 610",
+         {{Silence, 10}, {Signal, 290}, {Ask}, {Signal, 310}, {Inverted, 400}},
+         {true, true, 610, 0, 0, 0, 0},
+         "asked for inverted phase at frame 300, and the audio turned inverted at frame 610"},
+        {"turned with the very frame after the request",
+         {{Silence, 10}, {Signal, 290}, {Ask}, {Inverted, 710}},
+         {true, true, 300, 0, 0, 0, 0},
+         "turned inverted at frame 300"},
+        {"turned one frame before the request",
+         {{Silence, 10}, {Signal, 289}, {Inverted, 1}, {Ask}, {Inverted, 710}},
+         {false, true, 300, 1, 0, 299, 0},
+         "; 1 frame came inverted before the Target asked (the first at frame 299)"},
+        {"turned back after the switch",
+         {{Silence, 10}, {Signal, 290}, {Ask}, {Signal, 310}, {Inverted, 200}, {Signal, 200}},
+         {false, true, 610, 0, 200, 810, 0},
+         "200 frames turned back to normal after the switch"},
+        {"complemented silence after the switch is inverted silence",
+         {{Silence, 10}, {Ask}, {Signal, 300}, {Inverted, 700}, {InvertedSilence, 10}},
+         {true, true, 310, 0, 0, 0, 10},
+         "turned inverted at frame 310"},
+        {"normal silence after the switch",
+         {{Silence, 10}, {Ask}, {Signal, 300}, {Inverted, 700}, {Silence, 10}},
+         {false, true, 310, 0, 10, 1010, 0},
+         "10 frames turned back to normal after the switch"},
+        {"complemented leading silence, never asked",
+         {{InvertedSilence, 10}, {Signal, 1000}},
+         {false, false, 0, 10, 0, 0, 10},
+         "10 frames came inverted that the Target never asked for"},
+        // A Host that inverts too cancels the request after its first packets, which follow the Target alone.
+        {"asked at the start, inverted first packets, then the two phases cancel",
+         {{Ask}, {InvertedSilence, 10}, {Silence, 10}, {Signal, 1000}, {Silence, 10}},
+         {true, false, 0, 0, 0, 0, 10},
+         "asked for inverted phase at frame 0, and the audio stayed normal"},
+        {"asked at the start, inverted throughout",
+         {{Ask}, {InvertedSilence, 10}, {Inverted, 1000}, {InvertedSilence, 10}},
+         {true, true, 0, 0, 0, 0, 20},
+         "asked for inverted phase at frame 0, and the audio turned inverted at frame 0"},
+        {"never asked, all normal",
+         {{Silence, 10}, {Signal, 1000}, {Silence, 10}},
+         {true, false, 0, 0, 0, 0, 0},
+         "normal throughout"},
+    };
+    for (const auto& r : rows) {
+        TESSERA::SignalVerifier v(f);
+        uint32_t next = 0;
+        for (const Piece& p : r.pieces) {
+            std::vector<uint8_t> bytes(static_cast<size_t>(p.frames) * fb, f.muteByte());
+            if (p.kind == Signal || p.kind == Inverted) {
+                std::copy_n(signal.begin() + static_cast<size_t>(next) * fb, bytes.size(), bytes.begin());
+                next += p.frames;
+            }
+            if (p.kind == Inverted || p.kind == InvertedSilence)
+                for (uint8_t& b : bytes)
+                    b = static_cast<uint8_t>(~b);
+            if (p.kind == Ask) v.invertAsked();
+            v.feed(bytes.data(), static_cast<uint32_t>(bytes.size()));
+        }
+        const auto& res = v.result();
+        EXPECT_EQ(res.differed, 0u) << r.name;
+        EXPECT_EQ(res.bitPerfect(), r.e.bitPerfect) << r.name;
+        EXPECT_EQ(res.switched, r.e.switched) << r.name;
+        EXPECT_EQ(res.switchFrame, r.e.switchFrame) << r.name;
+        EXPECT_EQ(res.invertedUnasked, r.e.invertedUnasked) << r.name;
+        EXPECT_EQ(res.normalAfterSwitch, r.e.normalAfterSwitch) << r.name;
+        EXPECT_EQ(res.firstWrongPhase, r.e.firstWrongPhase) << r.name;
+        EXPECT_EQ(res.invertedSilence, r.e.invertedSilence) << r.name;
+        EXPECT_NE(res.phaseText().find(r.words), std::string::npos) << r.name << ": " << res.phaseText();
     }
 }
 

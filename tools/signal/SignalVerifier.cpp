@@ -48,20 +48,48 @@ void SignalVerifier::markGap() {
     if (res.started) gapPending = true;
 }
 
-void SignalVerifier::checkFrame(const uint8_t* frame) {
-    const bool silent = std::memcmp(frame, muted.data(), frameBytes) == 0 ||
-                        std::memcmp(frame, mutedInverted.data(), frameBytes) == 0;
-    if (!res.started) {
-        if (silent) {
-            ++res.leadingSilence;
-            return;
-        }
-        res.started = true;
+void SignalVerifier::invertAsked() {
+    if (res.askedInverted) return;
+    res.askedInverted = true;
+    res.askedAtFrame = position;
+}
+
+void SignalVerifier::wrongPhase(uint64_t& counter) {
+    if (res.invertedUnasked == 0 && res.normalAfterSwitch == 0) res.firstWrongPhase = position;
+    ++counter;
+}
+
+// Normal audio after the request passes: a Host that inverts on its own cancels the Target's wish.
+void SignalVerifier::checkPhase(bool invertedFrame, bool leading) {
+    if (invertedFrame && !res.askedInverted) { // every frame checked since the request may be inverted
+        wrongPhase(res.invertedUnasked);
+    } else if (invertedFrame && !res.switched) {
+        res.switched = true;
+        res.switchFrame = position;
+    } else if (!invertedFrame && res.switched) {
+        // A Host's first packets follow the Target's wish alone, its own phase comes after them: in the
+        // leading silence a Host that inverts too may turn the audio back, as the two cancel.
+        if (leading)
+            res.switched = false;
+        else
+            wrongPhase(res.normalAfterSwitch);
     }
-    if (silent) {
-        ++res.silenceInside;
+}
+
+void SignalVerifier::checkFrame(const uint8_t* frame) {
+    const bool silentNormal = std::memcmp(frame, muted.data(), frameBytes) == 0;
+    const bool silentInverted = !silentNormal && std::memcmp(frame, mutedInverted.data(), frameBytes) == 0;
+    if (silentNormal || silentInverted) {
+        if (silentInverted) ++res.invertedSilence;
+        checkPhase(silentInverted, !res.started);
+        ++position;
+        if (res.started)
+            ++res.silenceInside;
+        else
+            ++res.leadingSilence;
         return;
     }
+    res.started = true;
     if (gapPending) {
         // Look ahead for the frame that arrived; what lies between was lost.
         gapPending = false;
@@ -78,14 +106,44 @@ void SignalVerifier::checkFrame(const uint8_t* frame) {
     signal.render(nextIndex, 1, expected.data());
     if (std::memcmp(frame, expected.data(), frameBytes) == 0) {
         ++res.matched;
+        checkPhase(false, false);
     } else if (isComplement(frame, expected.data(), frameBytes)) {
         if (res.inverted == 0) res.firstInverted = nextIndex;
         ++res.inverted;
+        checkPhase(true, false);
     } else {
         if (res.differed == 0) res.firstDifference = nextIndex;
         ++res.differed;
     }
     ++nextIndex;
+    ++position;
+}
+
+namespace {
+std::string frames(uint64_t n) {
+    return std::to_string(n) + (n == 1 ? " frame" : " frames");
+}
+} // namespace
+
+std::string VerifierResult::phaseText() const {
+    std::string text;
+    if (!askedInverted)
+        text = invertedUnasked == 0 ? "normal throughout, as the Target did not ask for inverted phase"
+                                    : "the Target did not ask for inverted phase";
+    else if (switched)
+        text = "the Target asked for inverted phase at frame " + std::to_string(askedAtFrame) +
+               ", and the audio turned inverted at frame " + std::to_string(switchFrame);
+    else
+        text = "the Target asked for inverted phase at frame " + std::to_string(askedAtFrame) +
+               ", and the audio stayed normal (as when the Host inverts on its own too, which cancels)";
+    if (invertedUnasked != 0)
+        text += "; " + frames(invertedUnasked) +
+                (askedInverted ? " came inverted before the Target asked"
+                               : " came inverted that the Target never asked for");
+    if (normalAfterSwitch != 0)
+        text += "; " + frames(normalAfterSwitch) + " turned back to normal after the switch";
+    if (!phaseRight()) text += " (the first at frame " + std::to_string(firstWrongPhase) + ")";
+    return text;
 }
 
 } // namespace TESSERA

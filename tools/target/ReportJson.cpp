@@ -139,7 +139,14 @@ bool ReportJson::parse(const std::string& text, StreamReport& r, std::string& er
            f.number("verifier.differed", v.differed) && f.number("verifier.missing", v.missing) &&
            f.number("verifier.silenceInside", v.silenceInside) &&
            f.number("verifier.firstDifference", v.firstDifference) &&
-           f.number("verifier.firstInverted", v.firstInverted);
+           f.number("verifier.firstInverted", v.firstInverted) &&
+           f.number("verifier.invertedSilence", v.invertedSilence) &&
+           f.flag("verifier.askedInverted", v.askedInverted) &&
+           f.number("verifier.askedAtFrame", v.askedAtFrame) && f.flag("verifier.switched", v.switched) &&
+           f.number("verifier.switchFrame", v.switchFrame) &&
+           f.number("verifier.invertedUnasked", v.invertedUnasked) &&
+           f.number("verifier.normalAfterSwitch", v.normalAfterSwitch) &&
+           f.number("verifier.firstWrongPhase", v.firstWrongPhase);
 }
 
 } // namespace TESSERA

@@ -34,8 +34,13 @@ std::string result(const StreamReport& r) {
     if (!v.started || (v.matched == 0 && v.inverted == 0))
         return "not checked: the audio was not the test signal (music from a WAV file, say), so the Target "
                "could not compare it sample by sample";
-    if (r.bitPerfect())
+    if (r.bitPerfect() && v.inverted == 0)
         return printed("BIT-PERFECT: all %llu frames of the test signal arrived unchanged", n(v.matched));
+    if (r.bitPerfect())
+        return printed(
+            "BIT-PERFECT: all %llu frames of the test signal arrived intact, %llu of them inverted in "
+            "phase as the Target asked",
+            n(v.matched + v.inverted), n(v.inverted));
     std::string text = printed("NOT bit-perfect: %llu frames arrived unchanged", n(v.matched));
     if (v.differed)
         text += printed(", %llu differed (the first at frame %llu)", n(v.differed), n(v.firstDifference));
@@ -43,6 +48,7 @@ std::string result(const StreamReport& r) {
         text += printed(", %llu came inverted in phase (from frame %llu)", n(v.inverted), n(v.firstInverted));
     if (v.missing || r.gapsNeverFilled)
         text += printed(", %llu went missing in %llu lost packets", n(v.missing), n(r.gapsNeverFilled));
+    if (!v.phaseRight()) text += "; the phase was not the one the Target asked for";
     return text;
 }
 
@@ -79,6 +85,8 @@ std::string ReportWords::text(const StreamReport& r) {
     if (r.verifier.leadingSilence)
         text += line("", printed("(the first %llu frames were silence, sent while the stream started)",
                                  n(r.verifier.leadingSilence)));
+    // Only a stream in which the phase was asked for, or came wrong, has something to tell of it.
+    if (r.verifier.askedInverted || !r.verifier.phaseRight()) text += line("Phase", r.verifier.phaseText());
     text += line("Losses", losses(r));
     text += line("Timing", printed("the gaps between packets strayed from their schedule by %.0f us or less "
                                    "for half of them,",

@@ -17,6 +17,8 @@ public:
     }
     void flag(const char* name, bool v) { field(name, v ? "true" : "false"); }
     void object(const char* name, const std::string& inner) { field(name, inner); }
+    // Plain words without quotes or backslashes, which need no escapes.
+    void words(const char* name, const std::string& v) { field(name, "\"" + v + "\""); }
     std::string close() { return text + "}"; }
 
 private:
@@ -40,6 +42,15 @@ std::string verifierJson(const VerifierResult& v) {
     o.number("silenceInside", v.silenceInside);
     o.number("firstDifference", v.firstDifference);
     o.number("firstInverted", v.firstInverted);
+    o.number("invertedSilence", v.invertedSilence);
+    o.flag("askedInverted", v.askedInverted);
+    o.number("askedAtFrame", v.askedAtFrame);
+    o.flag("switched", v.switched);
+    o.number("switchFrame", v.switchFrame);
+    o.number("invertedUnasked", v.invertedUnasked);
+    o.number("normalAfterSwitch", v.normalAfterSwitch);
+    o.number("firstWrongPhase", v.firstWrongPhase);
+    o.words("phase", v.phaseText());
     o.flag("bitPerfect", v.bitPerfect());
     return o.close();
 }

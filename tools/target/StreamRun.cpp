@@ -71,12 +71,16 @@ bool StreamRun::inverted(uint64_t now) const {
 }
 
 void StreamRun::send(const Packet& message) {
+    // The verdict allows inverted audio from the moment the Target first sent its wish for it.
+    const PacketHeader& head = message.header();
+    if (head.command() == STREAM_INFO && SM::phaseInverted(head.flags())) verifier.invertAsked();
     socket.sendTo(host, message.data(), message.size(), true);
 }
 
 void StreamRun::run(const std::atomic<bool>& stop, const Publish& publish) {
     startUs = lastHeardUs = lastPublishUs = now_ = clock.now();
     invertedLast = inverted(startUs);
+    if (config.invertAtStart) verifier.invertAsked(); // CONNECT_ANS asked before any audio
     say("stream open on port " + std::to_string(streamPort) + " for " + host.toStringWithPort() +
         ": format " + hex32(format.type()) + " " + hex32(format.rateBits()) + ", " +
         std::to_string(format.rate()) + " Hz, " + std::to_string(format.channels()) + " channels");

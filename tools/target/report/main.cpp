@@ -16,6 +16,14 @@ Explains the report of one stream that tessera-target wrote with --report FILE: 
 arrived bit-perfect, what was lost and sent again, how steadily the packets came, and how full the
 Target's buffer was.
 
+Bit-perfect includes the phase. A Target may ask the Host to invert the audio (every bit flipped)
+from some moment on (tessera-target --invert, --invert-at MS). Before it asks, every frame, silence
+too, must arrive as sent. After it asks, the audio may turn inverted once, anywhere from that moment
+on (packets already under way still come as they were), and from then on every frame must come
+inverted, silence too, never turning back. Inverted frames that the Target never asked for break
+bit-perfection. A Host that inverts on its own cancels the Target's wish, so audio that stays
+normal after the request is fine. The Phase line tells where the request and the switch happened.
+
   --help   this text
 
 Exit status: 0 when the report was read (whatever it says), 1 when FILE can't be read or is not a
