@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -62,7 +63,8 @@ TEST(WavReaderTest, ExtensibleFilesReadBackBitExact) {
         uint32_t type, rate;
     } formats[] = {
         {0x0202, 0x000A}, // 16-bit stereo 44.1 kHz
-        {0x0401, 0x0024}, // 24-bit mono 192 kHz
+        {0x0101, 0x0002}, // 8-bit mono 48 kHz: unsigned in the file, an odd data chunk
+        {0x0401, 0x0024}, // 24-bit mono 192 kHz: an odd data chunk
         {0x0810, 0x0084}, // 32-bit 8 ch 768 kHz
         {0x2002, 0x0044}, // float 32 stereo 384 kHz
         {0x4008, 0x0014}, // float 64, 6 ch, 96 kHz
@@ -77,6 +79,15 @@ TEST(WavReaderTest, ExtensibleFilesReadBackBitExact) {
         ASSERT_TRUE(writer.open(path, format));
         ASSERT_TRUE(writer.write(audio.data(), static_cast<uint32_t>(audio.size())));
         ASSERT_TRUE(writer.close());
+        // The RIFF size counts the whole file after its first 8 bytes, an odd chunk's pad byte included.
+        std::ifstream file(path, std::ios::binary);
+        std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+        ASSERT_GE(bytes.size(), 8u);
+        EXPECT_EQ(bytes.size() % 2, 0u) << std::hex << f.type;
+        EXPECT_EQ(bytes[4] | bytes[5] << 8 | bytes[6] << 16 | uint32_t{bytes[7]} << 24, bytes.size() - 8)
+            << std::hex << f.type;
+        if (format.bytesPerSample() == 1)
+            EXPECT_EQ(bytes[68], audio[0] ^ 0x80) << "8-bit samples are unsigned";
 
         WavReader reader;
         std::string error;

@@ -1,5 +1,6 @@
 #include "AudioFileWriter.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace TESSERA {
@@ -41,7 +42,7 @@ void wavHeader(uint8_t* h, StreamFormat fmt, uint64_t dataBytes) {
     const bool isFloat = (fmt.type() & 0x6000u) != 0;
     const uint32_t data = static_cast<uint32_t>(dataBytes);
     std::memcpy(h, "RIFF", 4);
-    le32(h + 4, kWavHeaderBytes - 8 + data);
+    le32(h + 4, kWavHeaderBytes - 8 + data + (data & 1u)); // an odd data chunk is followed by a pad byte
     std::memcpy(h + 8, "WAVEfmt ", 8);
     le32(h + 16, 40);
     le16(h + 20, 0xFFFE); // WAVE_FORMAT_EXTENSIBLE
@@ -91,7 +92,19 @@ bool AudioFileWriter::write(const uint8_t* bytes, uint32_t size) {
         failed = true;
         return false;
     }
-    failed = std::fwrite(bytes, 1, size, file) != size;
+    if (fmt.isPcm() && fmt.bytesPerSample() == 1) {
+        // Our 8-bit samples are signed (silence is 0); a WAV file's are unsigned (silence is 0x80).
+        uint8_t shifted[4096];
+        for (uint32_t done = 0; done < size && !failed;) {
+            const uint32_t n = std::min<uint32_t>(size - done, sizeof shifted);
+            for (uint32_t i = 0; i < n; ++i)
+                shifted[i] = static_cast<uint8_t>(bytes[done + i] ^ 0x80u);
+            failed = std::fwrite(shifted, 1, n, file) != n;
+            done += n;
+        }
+    } else {
+        failed = std::fwrite(bytes, 1, size, file) != size;
+    }
     if (!failed) written += size;
     return !failed;
 }
@@ -101,6 +114,7 @@ bool AudioFileWriter::close() {
     if (fmt.isPcm()) {
         uint8_t header[kWavHeaderBytes];
         wavHeader(header, fmt, written);
+        if ((written & 1u) != 0) failed = failed || std::fputc(0, file) == EOF;
         failed = failed || std::fseek(file, 0, SEEK_SET) != 0 ||
                  std::fwrite(header, 1, sizeof header, file) != sizeof header;
     }

@@ -73,7 +73,8 @@ bool StreamRun::inverted(uint64_t now) const {
 void StreamRun::send(const Packet& message) {
     // The verdict allows inverted audio from the moment the Target first sent its wish for it.
     const PacketHeader& head = message.header();
-    if (head.command() == STREAM_INFO && SM::phaseInverted(head.flags())) verifier.invertAsked();
+    const uint16_t phase = head.flags() & (TW::Flag::PhaseValid | TW::Flag::PhaseNormal);
+    if (head.command() == TW::STREAM_INFO && phase == TW::Flag::PhaseValid) verifier.invertAsked();
     socket.sendTo(host, message.data(), message.size(), true);
 }
 
