@@ -1,5 +1,5 @@
 // The worker end to end: a session streams the test signal to the software Target on ::1 and closes the
-// stream; a Target that refuses the stream, and one that falls silent.
+// stream; a Target that refuses the stream, one that falls silent, and one that never answers the close.
 #include "LogCapture.h"
 #include "SignalSession.h"
 #include "StreamTarget.h"
@@ -9,8 +9,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <functional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -45,9 +48,21 @@ bool logged(const TESTING::LogCapture& capture, const std::string& start) {
     return false;
 }
 
+// The number after the start of the first line that begins with it; -1 when there is none.
+int64_t loggedNumber(const TESTING::LogCapture& capture, const std::string& start) {
+    for (const auto& m : capture.messages())
+        if (m.rfind(start, 0) == 0) return std::stoll(m.substr(start.size()));
+    return -1;
+}
+
+double secondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
 // Each row streams the signal for a moment, then ends the stream or lets the row's fault end it.
 TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
-    enum class End { Host, Target, Worker };
+    // HostUnanswered: the Host closes, the Target never answers, and the Host gives up after its tries.
+    enum class End { Host, HostUnanswered, Target, Worker };
     enum class Phase { Normal, Inverted, Switched }; // Switched: the host turns its phase midway
     struct Row {
         const char* name;
@@ -106,6 +121,10 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
          [](OutputConfig& o) { o.faults.silentAfterMs = 200; },
          {"   timeout "},
          End::Worker},
+        {"a Target that never answers the close",
+         [](OutputConfig& o) { o.faults.ignoreDisconnect = true; },
+         {"buffer Final ", "discone"},
+         End::HostUnanswered},
     };
     for (const auto& r : rows) {
         TESTING::LogCapture capture(6);
@@ -113,32 +132,55 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
         ASSERT_TRUE(target.started()) << r.name;
         SignalSession session;
         ASSERT_TRUE(prepare(session, target, r.plan)) << r.name;
+        const auto connected = std::chrono::steady_clock::now();
         ASSERT_TRUE(session.connect() && session.connectWait() && session.is_connect()) << r.name;
         EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
         session.play();
         std::this_thread::sleep_for(250ms);
         if (r.phase == Phase::Switched) session.setHostPhase(true);
         std::this_thread::sleep_for(250ms);
-        if (r.end == End::Host) {
+        const bool hostCloses = r.end == End::Host || r.end == End::HostUnanswered;
+        if (hostCloses) {
             EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
+            const auto closing = std::chrono::steady_clock::now();
             session.disconnect(); // returns when the stream has ended
+            const double closeSeconds = secondsSince(closing);
             EXPECT_EQ(session.state.load(), Sync::Idle) << r.name;
             EXPECT_FALSE(session.workerThread.joinable()) << r.name;
+            // Four tries of half a second each, unanswered; on time, give or take a busy machine.
+            if (r.end == End::HostUnanswered) {
+                EXPECT_GE(closeSeconds, 1.9) << r.name;
+                EXPECT_LT(closeSeconds, 8.0) << r.name;
+            }
         }
         EXPECT_TRUE(waitForIdle(session)) << r.name;
+        const double idleSeconds = secondsSince(connected);
         session.close();
         EXPECT_FALSE(session.workerThread.joinable()) << r.name;
         for (const auto& line : r.lines)
             EXPECT_TRUE(logged(capture, line)) << r.name << ": " << line;
-        EXPECT_FALSE(logged(capture, "DSICONNECT_REQ ERROR ")) << r.name;
+        EXPECT_EQ(capture.contains("DSICONNECT_REQ ERROR "), r.end == End::HostUnanswered) << r.name;
+        const int64_t silence = loggedNumber(capture, "   timeout ");
+        const bool timesOut = std::find(r.lines.begin(), r.lines.end(), "   timeout ") != r.lines.end();
+        EXPECT_EQ(silence >= 0, timesOut) << r.name;
+        if (timesOut) {
+            // The receive time-out is a second here, and the line tells the silence in microseconds; the
+            // stream began at the connect, so it can't have ended within a second of that.
+            EXPECT_GE(silence, 1000000) << r.name;
+            EXPECT_LT(silence, 4000000) << r.name;
+            EXPECT_GE(idleSeconds, 1.0) << r.name;
+            EXPECT_LT(idleSeconds, 10.0) << r.name;
+        }
 
         if (r.end == End::Worker) target.target().stop(); // the worker ended without a word to the Target
         StreamReport report;
         ASSERT_TRUE(target.report(0, report)) << r.name;
         EXPECT_EQ(report.closedByHost, r.end == End::Host) << r.name;
+        // Unanswered, the Target's stream ran on until the Host had been silent for a while.
+        EXPECT_EQ(report.hostSilent, r.end == End::HostUnanswered) << r.name;
         EXPECT_EQ(report.verifier.differed, 0u) << r.name;
-        if (r.end != End::Host) continue;
-        EXPECT_TRUE(report.finalSeen) << r.name;
+        if (!hostCloses) continue;
+        EXPECT_EQ(report.finalSeen, r.end == End::Host) << r.name;
         EXPECT_EQ(report.gapsNeverFilled, 0u) << r.name;
         EXPECT_GT(session.handedOut.load(), 0u) << r.name;
         // Every frame handed out arrived, in order, and nothing else but silence.

@@ -86,8 +86,9 @@ TEST(WavReaderTest, ExtensibleFilesReadBackBitExact) {
         EXPECT_EQ(bytes.size() % 2, 0u) << std::hex << f.type;
         EXPECT_EQ(bytes[4] | bytes[5] << 8 | bytes[6] << 16 | uint32_t{bytes[7]} << 24, bytes.size() - 8)
             << std::hex << f.type;
-        if (format.bytesPerSample() == 1)
+        if (format.bytesPerSample() == 1) {
             EXPECT_EQ(bytes[68], audio[0] ^ 0x80) << "8-bit samples are unsigned";
+        }
 
         WavReader reader;
         std::string error;

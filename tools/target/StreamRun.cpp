@@ -144,6 +144,7 @@ void StreamRun::handle(const std::vector<uint8_t>& datagram, uint64_t now) {
         handleStreamData(datagram, now);
         break;
     case TW::DSICONNECT_REQ:
+        if (config.faults.ignoreDisconnect) break; // the stream runs on until the Host falls silent
         if (!silent(now)) send(TW::disconnectAnswer());
         end = End::ClosedByHost;
         break;

@@ -22,6 +22,7 @@ struct StreamFaults {
     double driftPpm = 0;            // the play-out clock runs at nominal rate x (1 + drift)
     uint32_t silentAfterMs = 0;     // stop answering (feedback, resends, disconnect) after this (0: never)
     uint32_t closeAfterMs = 0;      // close the stream unasked with DSICONNECT_ANS after this (0: never)
+    bool ignoreDisconnect = false;  // leave DSICONNECT_REQ unanswered and keep the stream open
     uint32_t resendBeyondAtMs =
         0;                       // at this time ask for a packet further back than the Host keeps (0: never)
     uint32_t floodPerSecond = 0; // foreign datagrams per second sent at the Host's stream socket

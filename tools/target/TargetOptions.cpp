@@ -251,6 +251,9 @@ const std::vector<OptionTable::Option>& OptionTable::options() {
          [](O& o, S v, std::string& e) {
              return setUnsigned(v, "--close-after", o.base.faults.closeAfterMs, e);
          }},
+        {"--ignore-disconnect", nullptr,
+         "leave DSICONNECT_REQ unanswered; the stream ends when the Host falls silent",
+         [](O& o, S, std::string&) { return o.base.faults.ignoreDisconnect = true, true; }},
         {"--resend-beyond-at", "MS", "at this time ask for a packet further back than the Host keeps",
          [](O& o, S v, std::string& e) {
              return setUnsigned(v, "--resend-beyond-at", o.base.faults.resendBeyondAtMs, e);
