@@ -57,6 +57,7 @@ TEST(TargetProgramTest, HelpNamesEveryOption) {
                              "--drift",
                              "--silent-after",
                              "--close-after",
+                             "--ignore-disconnect",
                              "--resend-beyond-at",
                              "--flood",
                              "--duration",

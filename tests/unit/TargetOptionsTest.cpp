@@ -15,7 +15,7 @@ TEST(TargetOptionsTest, OutputsGetPortsNamesAndFilesOfTheirOwn) {
     std::string error;
     ASSERT_TRUE(options.parse({"--outputs", "3", "--control-port=5000", "--output-name", "A,B", "--output",
                                "dir.x/rec.wav", "--report", "report", "--latency", "2550", "--no-profile",
-                               "--loss=0.05", "--loss-ends", "700"},
+                               "--loss=0.05", "--loss-ends", "700", "--ignore-disconnect"},
                               error))
         << error;
     const auto& outputs = options.config.outputs;
@@ -32,6 +32,7 @@ TEST(TargetOptionsTest, OutputsGetPortsNamesAndFilesOfTheirOwn) {
         EXPECT_FALSE(outputs[i].answerProfile);
         EXPECT_EQ(outputs[i].faults.lossRate, 0.05);
         EXPECT_EQ(outputs[i].faults.lossEndsAtMs, 700u);
+        EXPECT_TRUE(outputs[i].faults.ignoreDisconnect);
     }
 }
 

@@ -63,7 +63,7 @@ TEST(WavReaderTest, ExtensibleFilesReadBackBitExact) {
         uint32_t type, rate;
     } formats[] = {
         {0x0202, 0x000A}, // 16-bit stereo 44.1 kHz
-        {0x0101, 0x0002}, // 8-bit mono 48 kHz: unsigned in the file, an odd data chunk
+        {0x0101, 0x000C}, // 8-bit mono 48 kHz: unsigned in the file, an odd data chunk
         {0x0401, 0x0024}, // 24-bit mono 192 kHz: an odd data chunk
         {0x0810, 0x0084}, // 32-bit 8 ch 768 kHz
         {0x2002, 0x0044}, // float 32 stereo 384 kHz
