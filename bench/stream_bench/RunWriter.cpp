@@ -159,11 +159,12 @@ bool RunWriter::writeDeviationHistogram(const std::string& path) const {
 
 bool RunWriter::writeFeedback(const std::string& path) const {
     std::ofstream out(path);
-    out << "# seconds from play, feedback value (Q14), rateAdjust (Q14), rateAdjust (ppm)\n";
+    out << "# seconds from play, feedback value (Q14), rateAdjust (Q14), rateAdjust (ppm), the drift's "
+           "expected correction (ppm)\n";
     if (!trials.empty())
         for (const FeedbackRecord& f : trials.front().feedback)
             out << secondsBetween(trials.front().playAt, f.time) << " " << f.value << " " << f.rateAdjust
-                << " " << f.rateAdjust * 1e6 / 16384.0 << "\n";
+                << " " << f.rateAdjust * SettleRule::kStepPpm << " " << options.driftPpm << "\n";
     return static_cast<bool>(out);
 }
 
