@@ -23,5 +23,8 @@ set ylabel "rateAdjust (ppm)"
 set y2label "play-out level (ms)"
 set y2tics
 set ytics nomirror
+# rateAdjust swings by thousands of ppm after a late burst; the range keeps the correction of a drift visible.
+set yrange [-2500:2500]
 plot base.".feedback.dat" using 1:4 with steps lw 2 title "rateAdjust", \
+     "" using 1:5 with lines lw 1 dt 2 lc rgb "black" title "the drift's correction", \
      base.".target.dat" using 1:2 axes x1y2 with lines lw 1 title "play-out level"

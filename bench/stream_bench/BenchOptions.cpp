@@ -51,6 +51,9 @@ prints a markdown table.
   --info-us US      time between feedback requests in microseconds (default 100000)
   --loss PERCENT    random loss of stream packets at the Target, 0 to 50 (default 0)
   --drift PPM       the Target's play-out clock, -5000 to 5000 ppm (default 0)
+  --target-ms MS    the Target's start and target play-out level in ms, 2 to 1000 (default 50)
+  --no-feedback     the Target answers feedback requests with empty words: an uncorrected stream, to
+                    show what the drift rows would see without the feedback
   --seconds S       length of each stream from play on (default 10)
   --warmup S        first seconds left out of cadence, CPU and latency (default 1)
   --streams N       streams in a row, each with its own loss seed (default 1)
@@ -81,8 +84,8 @@ bool BenchOptions::parse(int argc, char** argv, bool& help, std::string& error) 
     bool quick = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        const bool flag = arg == "--no-bare" || arg == "--quick" || arg == "--row" || arg == "--header" ||
-                          arg == "--help" || arg == "-h";
+        const bool flag = arg == "--no-bare" || arg == "--no-feedback" || arg == "--quick" ||
+                          arg == "--row" || arg == "--header" || arg == "--help" || arg == "-h";
         if (!flag && i + 1 >= argc) {
             error = arg.rfind("--", 0) == 0 ? "missing value for " + arg : "unexpected argument " + arg;
             return false;
@@ -94,6 +97,8 @@ bool BenchOptions::parse(int argc, char** argv, bool& help, std::string& error) 
             return true;
         } else if (arg == "--no-bare") {
             bare = false;
+        } else if (arg == "--no-feedback") {
+            feedback = false;
         } else if (arg == "--quick") {
             quick = true;
         } else if (arg == "--row") {
@@ -115,6 +120,8 @@ bool BenchOptions::parse(int argc, char** argv, bool& help, std::string& error) 
             ok = real(value, 0, 50, lossPercent);
         } else if (arg == "--drift") {
             ok = real(value, -5000, 5000, driftPpm);
+        } else if (arg == "--target-ms") {
+            ok = whole(value, 2, 1000, targetMs);
         } else if (arg == "--seconds") {
             ok = real(value, 0.2, 3600, seconds);
         } else if (arg == "--warmup") {

@@ -19,6 +19,8 @@ struct BenchOptions {
     uint32_t infoCycle = 100000; // microseconds between feedback requests, the driver's default
     double lossPercent = 0;      // random loss at the Target
     double driftPpm = 0;         // the Target's play-out clock
+    uint32_t targetMs = 50;      // the Target's start and target play-out level, its default
+    bool feedback = true;        // false: the Target's feedback carries nothing, rateAdjust stays 0
     double seconds = 10;         // of each stream, from play on
     double warmupSeconds = 1;    // left out of cadence, CPU and latency
     uint32_t streams = 1;        // streams in a row, each with its own fault seed

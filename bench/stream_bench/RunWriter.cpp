@@ -56,6 +56,8 @@ std::string RunWriter::json() const {
     j.number("warmupSeconds", options.warmupSeconds);
     j.integer("blockMs", options.blockMs);
     j.integer("blocks", options.blocks);
+    j.integer("targetLevelMs", options.targetMs);
+    j.flag("feedback", options.feedback);
     j.flag("bareLoop", options.bare);
     j.integer("barePackets", options.barePackets);
 
@@ -64,18 +66,21 @@ std::string RunWriter::json() const {
     stats(j, "engine", s.cadence, "Us");
     stats(j, "bare", s.bare, "Us");
     j.number("p99Ratio", s.p99Ratio);
-    j.number("arrivalP50Us", s.arrivalP50Us);
-    j.number("arrivalP99Us", s.arrivalP99Us);
-    j.number("arrivalMaxUs", s.arrivalMaxUs);
+    // At the Target, over the same window as the send times, every stream's intervals pooled.
+    stats(j, "arrival", s.arrival, "Us");
     j.close();
 
     j.open("cpu");
     j.number("audioSeconds", s.audioSeconds);
+    j.text("judged", "workerPercent: the worker thread alone; driverPercent adds BufferWorker");
     j.number("workerPercent", s.workerPercent);
     j.number("workerUserPercent", s.workerUserPercent);
     j.number("workerSystemPercent", s.workerSystemPercent);
     j.number("bufferWorkerPercent", s.producerPercent);
+    j.number("driverPercent", s.driverPercent);
     j.number("bareLoopPercent", s.barePercent);
+    j.text("processIncludes", "every thread of stream_bench: the driver's, the software Target's, the bare "
+                              "loop's and the watchers'");
     j.number("processPercent", s.processPercent);
     j.number("processUserPercent", s.processUserPercent);
     j.number("processSystemPercent", s.processSystemPercent);
@@ -96,11 +101,16 @@ std::string RunWriter::json() const {
     j.close();
 
     j.open("drift");
-    j.number("rateAdjustSteadyQ14", s.steadyQ14);
-    j.number("rateAdjustSteadyPpm", s.steadyPpm);
-    j.number("settleBandQ14", s.bandQ14);
-    j.number("settleSeconds", s.settleSeconds);
-    j.number("inBandShareAfterSettling", s.inBandShare);
+    const SettleRule::Result& d = s.settle;
+    j.number("q14StepPpm", SettleRule::kStepPpm);
+    j.number("rateAdjustExpectedQ14", d.expectedQ14);
+    j.number("rateAdjustMeanQ14After2s", d.meanQ14);
+    j.number("rateAdjustMeanPpmAfter2s", d.meanQ14 * SettleRule::kStepPpm);
+    j.number("settleBandQ14", d.bandQ14);
+    j.flag("correctionMet", d.correctionMet);
+    j.number("settleWindowSeconds", SettleRule::kWindowSeconds);
+    j.number("settleSeconds", d.settleSeconds);
+    j.number("inBandShareAfterSettling", d.inBandShare);
     j.number("bufferMinMsAfter2s", s.bufferMinMs);
     j.number("bufferMaxMsAfter2s", s.bufferMaxMs);
     j.integer("underruns", static_cast<int64_t>(s.underruns));
@@ -149,11 +159,12 @@ bool RunWriter::writeDeviationHistogram(const std::string& path) const {
 
 bool RunWriter::writeFeedback(const std::string& path) const {
     std::ofstream out(path);
-    out << "# seconds from play, feedback value (Q14), rateAdjust (Q14), rateAdjust (ppm)\n";
+    out << "# seconds from play, feedback value (Q14), rateAdjust (Q14), rateAdjust (ppm), the drift's "
+           "expected correction (ppm)\n";
     if (!trials.empty())
         for (const FeedbackRecord& f : trials.front().feedback)
             out << secondsBetween(trials.front().playAt, f.time) << " " << f.value << " " << f.rateAdjust
-                << " " << f.rateAdjust * 1e6 / 16384.0 << "\n";
+                << " " << f.rateAdjust * SettleRule::kStepPpm << " " << options.driftPpm << "\n";
     return static_cast<bool>(out);
 }
 
@@ -187,9 +198,10 @@ bool RunWriter::writeFiles(std::string& error) const {
 std::string RunWriter::tableHeader() {
     return "| run | loss % | drift ppm | streams | bit-perfect (every packet) | send - due p50 / p99 / p99.9 "
            "/ max us | "
-           "bare p50 / p99 us | p99 ratio | arrival p99 us | worker CPU % | process CPU % | repeats / lost | "
-           "rateAdjust ppm | settle s | buffer ms after 2 s | underruns after 2 s | latency p50 / max ms |\n"
-           "|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n";
+           "bare p50 / p99 us | p99 ratio | arrival p99 / p99.9 us | worker CPU % | BufferWorker CPU % | "
+           "process CPU % (all threads) | repeats / lost | rateAdjust Q14 mean (expected) | settle s | "
+           "buffer ms after 2 s | underruns after 2 s | latency p50 / max ms |\n"
+           "|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n";
 }
 
 std::string RunWriter::tableRow() const {
@@ -203,11 +215,13 @@ std::string RunWriter::tableRow() const {
            us(s.cadence.max) + " | ";
     row += s.bare.count != 0 ? us(s.bare.p50) + " / " + us(s.bare.p99) + " | " + fixed(s.p99Ratio, 2) + " | "
                              : "- | - | ";
-    row +=
-        us(s.arrivalP99Us) + " | " + fixed(s.workerPercent, 2) + " | " + fixed(s.processPercent, 1) + " | ";
+    row += (s.arrival.count != 0 ? us(s.arrival.p99) + " / " + us(s.arrival.p999) : std::string("-")) +
+           " | " + fixed(s.workerPercent, 2) + " | " + fixed(s.producerPercent, 2) + " | " +
+           fixed(s.processPercent, 1) + " | ";
     row += (s.lost != 0 ? fixed(s.repeatsPerLost, 2) : std::string("-")) + " | ";
-    row += fixed(s.steadyPpm, 0) + " | " +
-           (s.settleSeconds < 0 ? std::string("never") : fixed(s.settleSeconds, 1)) + " | ";
+    const SettleRule::Result& d = s.settle;
+    row += fixed(d.meanQ14, 1) + " (" + fixed(d.expectedQ14, 1) + ") | " +
+           (d.settleSeconds < 0 ? std::string("never") : fixed(d.settleSeconds, 1)) + " | ";
     row +=
         (options.seconds > 2 ? fixed(s.bufferMinMs, 1) + " - " + fixed(s.bufferMaxMs, 1) : std::string("-")) +
         " | " + std::to_string(s.underrunsAfterTwoSeconds) + " | ";

@@ -2,6 +2,7 @@
 
 #include "BareLoop.h"
 #include "BenchSource.h"
+#include "Stats.h"
 #include "Time.h"
 
 #include <algorithm>
@@ -59,7 +60,7 @@ TrialResult StreamTrial::run(uint32_t seed) {
     faults.lossRate = options.lossPercent / 100.0;
     faults.driftPpm = options.driftPpm;
     const auto longest = static_cast<uint32_t>(options.seconds + 30);
-    TargetWatch target(faults);
+    TargetWatch target(faults, options.targetMs, options.feedback);
     if (!target.start(longest, result.error)) return result;
 
     BenchSource session;
@@ -163,6 +164,15 @@ TrialResult StreamTrial::run(uint32_t seed) {
     }
     for (const BurstRecord& b : bare.bursts())
         if (inWindow(b.sent)) result.bareDeviations.push_back(b.sent - b.due);
+    std::vector<double> intervals;
+    const std::vector<uint64_t>& arrivals = target.cycleArrivals();
+    for (size_t i = 1; i < arrivals.size(); ++i) {
+        const auto from = static_cast<uint32_t>(arrivals[i - 1]), to = static_cast<uint32_t>(arrivals[i]);
+        if (inWindow(from) && inWindow(to)) intervals.push_back(static_cast<double>(to - from));
+    }
+    const double median = Stats::of(intervals).p50;
+    for (double interval : intervals)
+        result.arrivalDeviations.push_back(std::fabs(interval - median));
     result.feedback = recorder.feedback();
     result.samples = target.samples();
 

@@ -28,6 +28,8 @@ struct TrialResult {
     bool streamBitPerfect = false;
     // Send time minus due time of each burst in the measured window, microseconds.
     std::vector<double> deviations, bareDeviations;
+    // At the Target, in the same window: each interval between cycles' arrivals minus the median one.
+    std::vector<double> arrivalDeviations;
     uint64_t bursts = 0, packetsSent = 0, repeatsSent = 0;          // the whole stream
     double windowSeconds = 0;                                       // of audio measured
     double workerSeconds = 0, producerSeconds = 0, bareSeconds = 0; // CPU time in the window

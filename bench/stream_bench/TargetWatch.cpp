@@ -7,7 +7,7 @@
 
 namespace TESSERA {
 
-TargetWatch::TargetWatch(const StreamFaults& faults) {
+TargetWatch::TargetWatch(const StreamFaults& faults, uint32_t levelMs, bool feedback) {
     TargetConfig config;
     config.bindAddress.parse("::1"); // nothing of the bench leaves this machine
     config.discoveryPort = 0;
@@ -16,7 +16,11 @@ TargetWatch::TargetWatch(const StreamFaults& faults) {
     out.dsdLsbMask = Capabilities::defaultDsd(true);
     out.dsdMsbMask = Capabilities::defaultDsd(false);
     out.faults = faults;
-    targetMs = out.bufferTargetMs;
+    out.bufferTargetMs = out.startLevelMs = levelMs;
+    targetMs = levelMs;
+    if (!feedback) out.feedbackKind = 0;
+    arrivals.reserve(1 << 16);
+    out.onCycleArrival = [this](uint64_t at) { arrivals.push_back(at); };
     target = std::make_unique<SoftwareTarget>(config);
     target->onStreamFinished = [this](size_t, const StreamReport& report) {
         std::lock_guard<std::mutex> lock(mutex);

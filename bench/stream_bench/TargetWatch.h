@@ -26,7 +26,9 @@ public:
         bool intact = true; // no silence and nothing missing inside the signal so far
     };
 
-    explicit TargetWatch(const StreamFaults& faults);
+    // targetMs: the level at which play-out starts and which the feedback steers towards; without
+    // feedback the Target's answers carry no value.
+    TargetWatch(const StreamFaults& faults, uint32_t targetMs, bool feedback);
     ~TargetWatch();
     // Starts the Target and the watcher, which ends by itself after longestSeconds.
     bool start(uint32_t longestSeconds, std::string& error);
@@ -37,6 +39,8 @@ public:
     void stop();
     // Read after stop.
     const std::vector<Sample>& samples() const { return log; }
+    // The first arrival of each packet that ends a cycle, microsecond clock; read after stop.
+    const std::vector<uint64_t>& cycleArrivals() const { return arrivals; }
     uint32_t bufferTargetMs() const { return targetMs; }
 
 private:
@@ -44,7 +48,8 @@ private:
 
     std::unique_ptr<SoftwareTarget> target;
     uint32_t targetMs = 0;
-    std::vector<Sample> log; // written by the watcher alone
+    std::vector<Sample> log;        // written by the watcher alone
+    std::vector<uint64_t> arrivals; // written by the Target's receiver alone
     std::thread watcher;
     std::atomic<bool> stopping{false};
     std::mutex mutex;

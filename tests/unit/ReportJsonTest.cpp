@@ -28,6 +28,7 @@ StreamReport sample() {
     r.bufferMaxMs = 55.125;
     r.arrivalP50Us = 12;
     r.arrivalP99Us = 310;
+    r.arrivalP999Us = 1250;
     r.arrivalMaxUs = 2041;
     r.durationSeconds = 10.031;
     r.finalSeen = r.closedByHost = true;

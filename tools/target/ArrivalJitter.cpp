@@ -62,9 +62,12 @@ ArrivalJitter::Deviation ArrivalJitter::deviation() const {
         }
         return static_cast<double>(large[rank - seenSoFar - 1]);
     };
-    auto nearestRank = [&](uint64_t percent) { return std::max<uint64_t>(1, (count * percent + 99) / 100); };
-    d.p50 = atRank(nearestRank(50));
-    d.p99 = atRank(nearestRank(99));
+    auto nearestRank = [&](uint64_t permille) {
+        return std::max<uint64_t>(1, (count * permille + 999) / 1000);
+    };
+    d.p50 = atRank(nearestRank(500));
+    d.p99 = atRank(nearestRank(990));
+    d.p999 = atRank(nearestRank(999));
     d.max = atRank(count);
     return d;
 }

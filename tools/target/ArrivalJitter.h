@@ -10,7 +10,7 @@ namespace TESSERA {
 class ArrivalJitter {
 public:
     struct Deviation {
-        double p50 = 0, p99 = 0, max = 0; // microseconds
+        double p50 = 0, p99 = 0, p999 = 0, max = 0; // microseconds
     };
 
     // A packet that ends a cycle arrived for the first time at nowUs.
@@ -18,7 +18,8 @@ public:
     // A running average of the intervals; 0 until two cycles have arrived.
     uint64_t typicalCycleUs() const { return static_cast<uint64_t>(average); }
     uint64_t intervals() const { return count; }
-    // |interval - median interval| at the 50th and 99th percentile (nearest rank) and its largest value.
+    // |interval - median interval| at the 50th, 99th and 99.9th percentile (nearest rank) and its largest
+    // value.
     Deviation deviation() const;
 
 private:

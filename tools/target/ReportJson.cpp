@@ -130,14 +130,14 @@ bool ReportJson::parse(const std::string& text, StreamReport& r, std::string& er
            f.number("foreignDatagrams", r.foreignDatagrams) && f.number("underruns", r.underruns) &&
            f.real("bufferMinMs", r.bufferMinMs) && f.real("bufferMeanMs", r.bufferMeanMs) &&
            f.real("bufferMaxMs", r.bufferMaxMs) && f.real("arrivalP50Us", r.arrivalP50Us) &&
-           f.real("arrivalP99Us", r.arrivalP99Us) && f.real("arrivalMaxUs", r.arrivalMaxUs) &&
-           f.real("durationSeconds", r.durationSeconds) && f.flag("finalSeen", r.finalSeen) &&
-           f.flag("closedByHost", r.closedByHost) && f.flag("closedByTarget", r.closedByTarget) &&
-           f.flag("hostSilent", r.hostSilent) && f.number("droppedByFaults", r.droppedByFaults) &&
-           f.flag("verifier.started", v.started) && f.number("verifier.leadingSilence", v.leadingSilence) &&
-           f.number("verifier.matched", v.matched) && f.number("verifier.inverted", v.inverted) &&
-           f.number("verifier.differed", v.differed) && f.number("verifier.missing", v.missing) &&
-           f.number("verifier.silenceInside", v.silenceInside) &&
+           f.real("arrivalP99Us", r.arrivalP99Us) && f.real("arrivalP999Us", r.arrivalP999Us) &&
+           f.real("arrivalMaxUs", r.arrivalMaxUs) && f.real("durationSeconds", r.durationSeconds) &&
+           f.flag("finalSeen", r.finalSeen) && f.flag("closedByHost", r.closedByHost) &&
+           f.flag("closedByTarget", r.closedByTarget) && f.flag("hostSilent", r.hostSilent) &&
+           f.number("droppedByFaults", r.droppedByFaults) && f.flag("verifier.started", v.started) &&
+           f.number("verifier.leadingSilence", v.leadingSilence) && f.number("verifier.matched", v.matched) &&
+           f.number("verifier.inverted", v.inverted) && f.number("verifier.differed", v.differed) &&
+           f.number("verifier.missing", v.missing) && f.number("verifier.silenceInside", v.silenceInside) &&
            f.number("verifier.firstDifference", v.firstDifference) &&
            f.number("verifier.firstInverted", v.firstInverted) &&
            f.number("verifier.invertedSilence", v.invertedSilence) &&

@@ -73,6 +73,7 @@ std::string StreamReport::toJson() const {
     o.real("bufferMaxMs", bufferMaxMs);
     o.real("arrivalP50Us", arrivalP50Us);
     o.real("arrivalP99Us", arrivalP99Us);
+    o.real("arrivalP999Us", arrivalP999Us);
     o.real("arrivalMaxUs", arrivalMaxUs);
     o.real("durationSeconds", durationSeconds);
     o.flag("finalSeen", finalSeen);

@@ -16,8 +16,9 @@ struct StreamReport {
     uint64_t gapsNeverFilled = 0;        // packets given up on
     uint64_t foreignDatagrams = 0;       // datagrams from other senders, or broken
     uint64_t underruns = 0;              // times the play-out clock found the buffer empty
-    double bufferMinMs = 0, bufferMeanMs = 0, bufferMaxMs = 0;   // play-out level after start
-    double arrivalP50Us = 0, arrivalP99Us = 0, arrivalMaxUs = 0; // inter-arrival deviation from the cycle
+    double bufferMinMs = 0, bufferMeanMs = 0, bufferMaxMs = 0; // play-out level after start
+    double arrivalP50Us = 0, arrivalP99Us = 0, arrivalP999Us = 0,
+           arrivalMaxUs = 0; // inter-arrival deviation from the cycle
     double durationSeconds = 0;
     // Live values of the moment the numbers were taken, for those who watch the stream over time.
     double bufferNowMs = 0;       // play-out level

@@ -165,6 +165,7 @@ void StreamRun::handleStreamData(const std::vector<uint8_t>& datagram, uint64_t 
         if (tracker.wasAsked(window.last())) ++counts.repeats;
         if (data.cycleEnd()) {
             jitter.cycleEnd(now);
+            if (config.onCycleArrival) config.onCycleArrival(now);
             // Two cycles give the Host time to read the request and repeat the packet in its next burst.
             const uint64_t cycle = jitter.typicalCycleUs();
             if (cycle != 0)
@@ -336,6 +337,7 @@ StreamReport StreamRun::snapshot(uint64_t now, bool final) {
     }
     r.arrivalP50Us = lastDeviation.p50;
     r.arrivalP99Us = lastDeviation.p99;
+    r.arrivalP999Us = lastDeviation.p999;
     r.arrivalMaxUs = lastDeviation.max;
     r.durationSeconds = static_cast<double>(now - startUs) / 1e6;
     r.bufferNowMs = playoutClock.millisecondsOf(playout.level());

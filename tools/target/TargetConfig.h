@@ -4,6 +4,7 @@
 #include "StreamFormat.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,9 @@ struct OutputConfig {
     std::string outputPath;       // received audio to this file (WAV, or raw + JSON for DSD); empty: none
     std::string reportPath;       // JSON report of each stream to this file; empty: none
     StreamFaults faults;
+    // Called on the receiver's thread at the first arrival of each packet that ends a cycle, with the
+    // microsecond clock carried into 64 bits: a tool in the same process measures the cadence itself.
+    std::function<void(uint64_t)> onCycleArrival;
 };
 
 struct TargetConfig {
