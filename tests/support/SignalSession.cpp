@@ -13,8 +13,8 @@ namespace TESTING {
 using namespace TESSERA;
 
 bool SignalSession::negotiate(const BRINA::IPAddress& control, StreamFormat hostFormat, Plan plan,
-                              uint32_t mode, uint32_t limit) {
-    if (!open(mode, 10000, 0, "e2e test", 0)) return false;
+                              uint32_t mode, uint32_t limit, uint32_t infoCycle) {
+    if (!open(mode, infoCycle, 0, "e2e test", 0)) return false;
     const bool answered = getInfoPatiently(*this, control);
     if (!answered || !selectFormat(hostFormat.type(), hostFormat.rateBits())) return false;
     prepareConfig(400);

@@ -20,9 +20,10 @@ public:
     enum class Plan { Fix, Var, Random, FixAuto, VarAuto, Profile };
 
     // Opens the session, asks the Target everything, takes the host's format and plans the stream; false
-    // at the first step that fails. The profile plan passes limit as the Target profile's time limit.
+    // at the first step that fails. The profile plan passes limit as the Target profile's time limit. The
+    // Target reports every infoCycle microseconds: 10 ms by default, so that short streams see many reports.
     bool negotiate(const BRINA::IPAddress& control, TESSERA::StreamFormat hostFormat, Plan plan = Plan::Fix,
-                   uint32_t threadMode = 1, uint32_t limit = 500);
+                   uint32_t threadMode = 1, uint32_t limit = 500, uint32_t infoCycle = 10000);
     // Renders this many seconds of the signal in the source format, whole blocks of ten milliseconds.
     void prepareSignal(double seconds);
 

@@ -67,4 +67,20 @@ TEST(PlayoutTest, StartsAtItsLevelUnderrunsAndWaitsToRefill) {
     EXPECT_NEAR(buffer.meanMs(), (5.0 * 10 + 5.021 * 5 + 0.979 * 0 + 7.0 * 5 + 1.0 * 10) / 19, 1e-9);
 }
 
+TEST(PlayoutTest, FeedbackLevelIsTheMeanSinceTheLastOne) {
+    const PlayoutClock clock(96000, 2, 0); // 48 frames a millisecond
+    PlayoutBuffer buffer(clock, 480);
+    EXPECT_EQ(buffer.meanLevelSinceLast(0), 0u); // before the start: the level itself
+    buffer.add(480, 1000);
+    EXPECT_EQ(buffer.meanLevelSinceLast(1000), 480u); // no time has passed
+    buffer.drain(3000);                               // 480 held for 2 ms, then 384
+    buffer.add(96, 3000);                             // a burst on time: back to 480
+    buffer.drain(9000);                               // a late burst: 480 for 6 ms, then 192
+    buffer.add(288, 9000);
+    // 480 held from 1 to 9 ms; the dip to 192 lasted no time at all, and weighs nothing.
+    EXPECT_EQ(buffer.meanLevelSinceLast(11000), (480u * 8 + 480u * 2) / 10);
+    buffer.drain(12000); // 480 for 1 ms more, then 3 ms drained at once: 336 for 2 ms
+    EXPECT_EQ(buffer.meanLevelSinceLast(14000), (480u * 1 + 336u * 2) / 3);
+}
+
 } // namespace

@@ -57,6 +57,16 @@ void PlayoutBuffer::observe(uint64_t nowUs) {
     highest = std::max(highest, frames);
 }
 
+uint64_t PlayoutBuffer::meanLevelSinceLast(uint64_t nowUs) {
+    observe(nowUs);
+    const uint64_t span = observedTime - markedTime;
+    const long double sum = levelTime - markedLevelTime;
+    markedTime = observedTime;
+    markedLevelTime = levelTime;
+    if (span == 0) return frames;
+    return static_cast<uint64_t>(sum / static_cast<long double>(span) + 0.5L);
+}
+
 double PlayoutBuffer::minMs() const {
     return clock.millisecondsOf(lowest);
 }

@@ -20,6 +20,9 @@ public:
     bool runsDry(uint64_t nowUs) const;
 
     uint64_t level() const { return frames; }
+    // The time-weighted mean level since the last call (or since the first start), rounded to frames; the
+    // level itself when no time has passed. A late burst then weighs by how long it left the buffer low.
+    uint64_t meanLevelSinceLast(uint64_t nowUs);
     bool playing() const { return running; }
     uint64_t underruns() const { return underrunCount; }
     // The level after the first start: smallest, time-weighted mean and largest, in milliseconds.
@@ -44,6 +47,8 @@ private:
     uint64_t lastLevel = 0;    // the level at the last observation, which held until now
     long double levelTime = 0; // frames x microseconds, summed over the time since the first start
     uint64_t observedTime = 0;
+    long double markedLevelTime = 0; // levelTime and observedTime at the last meanLevelSinceLast
+    uint64_t markedTime = 0;
 };
 
 } // namespace TESSERA

@@ -198,7 +198,10 @@ void StreamRun::deliver(BRINA::BufferCS_const audio, uint64_t now) {
 
 void StreamRun::sendFeedback(uint64_t now) {
     // Levels in units of 100 microseconds: 6.5 s fit in 16 bits, and 0.1 ms is finer than any cycle.
-    const auto level = static_cast<uint32_t>(playoutClock.millisecondsOf(playout.level()) * 10 + 0.5);
+    // The mean since the last feedback, not the level at this instant: a burst that came late, or the
+    // moment within the cycle, would otherwise swing the Host's correction from one feedback to the next.
+    const auto level =
+        static_cast<uint32_t>(playoutClock.millisecondsOf(playout.meanLevelSinceLast(now)) * 10 + 0.5);
     const uint32_t target = std::min<uint32_t>(config.bufferTargetMs, 6553) * 10;
     const FeedbackWords words = FeedbackWords::make(config.feedbackKind, level, target);
     send(TW::feedback(words.word8, words.word10, words.word12, inverted(now)));
