@@ -163,7 +163,25 @@ TEST(StreamReceiverTest, InOrderStreamIsBitPerfectAndEndsWithTheClosingExchange)
     EXPECT_EQ(json, r.toJson() + "\n");
     EXPECT_NE(json.find("\"frames\": 4800, "), std::string::npos);
     EXPECT_NE(json.find("\"bitPerfect\": true}"), std::string::npos);
+
+    // A second stream of the same Output writes a report of its own beside the first.
+    host.receiver.onFinished = nullptr;
+    uint16_t port = 0;
+    ASSERT_TRUE(host.receiver.open(loopback(), host.address, pcm48(), port));
+    host.stream = loopback(port);
+    host.send(host.packet(0, 0));
+    host.send(SM::disconnectRequest());
+    EXPECT_EQ(host.receive(DSICONNECT_ANS), kDisconnectAnswer);
+    host.receiver.close();
+    const auto contents = [](const std::string& path) {
+        std::ifstream in(path);
+        return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    };
+    const std::string second = pathWithSuffix(config.reportPath, "-stream2");
+    EXPECT_NE(contents(second).find("\"frames\": 120, "), std::string::npos) << contents(second);
+    EXPECT_EQ(contents(config.reportPath), json) << "the first stream's report stays";
     std::remove(config.reportPath.c_str());
+    std::remove(second.c_str());
 }
 
 TEST(StreamReceiverTest, GapAcrossTheWrapIsAskedForAndFilledByRepeatsFromThere) {

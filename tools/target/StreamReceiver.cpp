@@ -18,6 +18,7 @@ struct StreamReceiver::Impl {
     std::atomic<bool> running{false}; // written by open and by the stream's thread at its end; read by active
     mutable std::mutex reportMutex;   // guards published
     StreamReport published;           // written by the stream's thread, read by report
+    uint32_t streams = 0;             // streams opened so far; open alone counts
 };
 
 StreamReceiver::StreamReceiver(const OutputConfig& config, std::function<void(const std::string&)> log)
@@ -33,7 +34,14 @@ StreamReceiver::~StreamReceiver() {
 bool StreamReceiver::open(const BRINA::IPAddress& local, const BRINA::IPAddress& host,
                           StreamFormat sinkFormat, uint16_t& port) {
     close();
-    auto run = std::make_unique<StreamRun>(impl->config, impl->log, sinkFormat, host);
+    // Each stream after the first writes files of its own, so that no stream's audio or report is lost.
+    OutputConfig config = impl->config;
+    if (++impl->streams > 1) {
+        const std::string suffix = "-stream" + std::to_string(impl->streams);
+        config.outputPath = pathWithSuffix(config.outputPath, suffix);
+        config.reportPath = pathWithSuffix(config.reportPath, suffix);
+    }
+    auto run = std::make_unique<StreamRun>(config, impl->log, sinkFormat, host);
     if (!run->open(local, port)) {
         if (impl->log) impl->log("can't open a stream socket");
         return false;

@@ -12,4 +12,12 @@ uint64_t productIdOf(const std::string& text) {
     return id;
 }
 
+std::string pathWithSuffix(const std::string& path, const std::string& suffix) {
+    if (path.empty()) return path;
+    const size_t slash = path.find_last_of('/');
+    size_t dot = path.find_last_of('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) dot = path.size();
+    return path.substr(0, dot) + suffix + path.substr(dot);
+}
+
 } // namespace TESSERA

@@ -72,6 +72,9 @@ struct TargetConfig {
 // The product id of a text of eight ASCII characters, the first in the lowest byte; all ones otherwise.
 uint64_t productIdOf(const std::string& text);
 
+// path with suffix put before its extension ("rec.wav", "-2" -> "rec-2.wav"); an empty path stays empty.
+std::string pathWithSuffix(const std::string& path, const std::string& suffix);
+
 // The system's own product text, which a productId of 0 stands for.
 constexpr char kOwnProductText[] = "QUINTARA";
 

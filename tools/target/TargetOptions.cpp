@@ -71,11 +71,7 @@ std::vector<std::string> commaList(const std::string& text) {
 
 // "rec.wav" for the first Output, "rec-2.wav" for the second, so that Outputs don't share a file.
 std::string pathFor(const std::string& path, uint32_t index) {
-    if (path.empty() || index == 0) return path;
-    const size_t slash = path.find_last_of('/');
-    size_t dot = path.find_last_of('.');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) dot = path.size();
-    return path.substr(0, dot) + "-" + std::to_string(index + 1) + path.substr(dot);
+    return index == 0 ? path : pathWithSuffix(path, "-" + std::to_string(index + 1));
 }
 
 } // namespace
@@ -205,9 +201,10 @@ const std::vector<OptionTable::Option>& OptionTable::options() {
          [](O& o, S v, std::string& e) { return setUnsigned(v, "--start-level", o.base.startLevelMs, e); }},
         {"--output", "FILE",
          "received audio to FILE (WAV; raw with a JSON description for DSD); "
-         "Output n > 1 writes FILE-n",
+         "Output n > 1 writes FILE-n, its stream k > 1 FILE-streamk",
          [](O& o, S v, std::string&) { return o.base.outputPath = v, true; }},
-        {"--report", "FILE", "JSON report of each stream to FILE; Output n > 1 writes FILE-n",
+        {"--report", "FILE",
+         "JSON report of each stream to FILE; Output n > 1 writes FILE-n, its stream k > 1 FILE-streamk",
          [](O& o, S v, std::string&) { return o.base.reportPath = v, true; }},
         {nullptr, nullptr, "Faults (all off by default, drawn from one seeded generator)", nullptr},
         {"--seed", "N", "seed of the fault generator (default 1)",
