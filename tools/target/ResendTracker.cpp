@@ -20,7 +20,9 @@ ResendTracker::Action ResendTracker::poll(bool gap, int64_t firstMissing, uint64
     if (nowUs >= missingSinceUs && nowUs - missingSinceUs >= kGiveUpAfterUs) return Action::GiveUp;
     const uint32_t attempts = sent + (covered ? 1 : 0);
     if (attempts == 0) return Action::Ask;
-    const uint64_t wait = retryUs << std::min<uint32_t>(attempts - 1, 6);
+    // One interval before the first repeat, two before each further one: a wait that kept doubling would
+    // let a packet whose repeats are lost too outlast the play-out buffer after three or four tries.
+    const uint64_t wait = retryUs << std::min<uint32_t>(attempts - 1, 1);
     if (nowUs < lastAskUs + wait) return Action::None;
     return attempts >= kMaxRequests ? Action::GiveUp : Action::Ask;
 }

@@ -24,7 +24,7 @@ public:
     // Whether a request asked for sequence. Meant for a packet that arrives new: below the reach it was
     // missing when the request went out, so it is the Host's repeat.
     bool wasAsked(int64_t sequence) const { return sequence < reach; }
-    // The wait before the first repeat of a request; each further one waits twice as long.
+    // The wait before the first repeat of a request; each further one waits twice as long as that.
     void setRetryInterval(uint64_t microseconds) { retryUs = microseconds; }
     uint64_t retryInterval() const { return retryUs; }
     // Requests sent for the packet now tracked.
