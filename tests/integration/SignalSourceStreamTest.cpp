@@ -1,7 +1,7 @@
 // The stream buffer end to end: the test signal and a WAV file stream through the ring and the worker to
 // the software Target on ::1, a slow producer leaves only silence behind, and one object streams twice.
+#include "BufferStream.h"
 #include "LogCapture.h"
-#include "PatientNegotiation.h"
 #include "SignalSource.h"
 #include "SignalWav.h"
 #include "StreamTarget.h"
@@ -25,27 +25,10 @@ using Target = TESTING::StreamTarget;
 
 // Negotiation and a plan of one packet a millisecond; then the caller prepares its ring.
 bool negotiate(SyncBuffer& session, Target& target, StreamFormat format) {
-    if (!session.open(1, 10000, 0, "buffer test", 0) ||
-        !TESTING::getInfoPatiently(session, target.control()) ||
-        !session.selectFormat(format.type(), format.rateBits()))
-        return false;
-    session.prepareConfig(400);
-    if (!session.config.configTransferFix(1000, 1)) return false;
-    session.setTransferProfile(session.config.result());
-    return true;
+    return TESTING::negotiateOnePacketAMillisecond(session, target.control(), format, "buffer test");
 }
 
-// Streams until the source says all is in the ring, then ends the stream.
-template <typename Source> bool streamToTheEnd(Source& source) {
-    if (!source.connectPrepare() || !source.connect() || !source.connectWait() ||
-        source.state.load() != Sync::Streaming)
-        return false;
-    source.play();
-    for (int i = 0; i < 1000 && !source.finished(); ++i)
-        std::this_thread::sleep_for(10ms);
-    source.disconnect();
-    return source.finished() && source.state.load() == Sync::Idle && !source.workerThread.joinable();
-}
+using TESTING::streamToTheEnd;
 
 TEST(SignalSourceStreamTest, OneObjectStreamsTheSignalTwice) {
     Target target;

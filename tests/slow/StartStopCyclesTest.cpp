@@ -3,7 +3,7 @@
 // signal from memory; the other goes through the stream buffer, so that its producer thread, its flags
 // and its ring are started, reset and joined on every cycle. The address and thread sanitizer builds run
 // this for leaks and races.
-#include "PatientNegotiation.h"
+#include "BufferStream.h"
 #include "SignalSession.h"
 #include "SignalSource.h"
 #include "StreamTarget.h"
@@ -79,25 +79,15 @@ TEST(StartStopCyclesTest, FiftyStreamsThroughTheStreamBuffer) {
     StreamTarget target;
     ASSERT_TRUE(target.started());
     SignalSource source;
-    ASSERT_TRUE(source.open(1, 10000, 0, "cycles test", 0));
-    ASSERT_TRUE(TESTING::getInfoPatiently(source, target.control()));
-    ASSERT_TRUE(source.selectFormat(kPcm16Stereo44100.type(), kPcm16Stereo44100.rateBits()));
-    source.prepareConfig(400);
-    ASSERT_TRUE(source.config.configTransferFix(1000, 1));
-    source.setTransferProfile(source.config.result());
+    ASSERT_TRUE(
+        TESTING::negotiateOnePacketAMillisecond(source, target.control(), kPcm16Stereo44100, "cycles test"));
     runCycles(
         target, source,
         [&source](uint64_t& frames) {
             source.prepare(kBlockFrames, kBlocks, kFrames);
-            if (!source.connectPrepare() || !source.connect() || !source.connectWait() ||
-                source.state.load() != Sync::Streaming)
-                return false;
-            source.play();
-            for (int i = 0; i < 1000 && !source.finished(); ++i)
-                std::this_thread::sleep_for(5ms);
-            source.disconnect();
+            const bool streamed = TESTING::streamToTheEnd(source);
             frames = source.framesProduced();
-            return source.finished() && frames == kFrames;
+            return streamed && frames == kFrames;
         },
         // The ring starts full of silence.
         uint64_t{kBlocks} * kBlockFrames);

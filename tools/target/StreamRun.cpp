@@ -70,11 +70,14 @@ bool StreamRun::inverted(uint64_t now) const {
            (config.invertAtMs != 0 && now - startUs >= uint64_t{config.invertAtMs} * 1000);
 }
 
-void StreamRun::send(const Packet& message) {
+bool StreamRun::phaseWish(uint64_t now) {
+    const bool invert = inverted(now);
     // The verdict allows inverted audio from the moment the Target first sent its wish for it.
-    const PacketHeader& head = message.header();
-    const uint16_t phase = head.flags() & (TW::Flag::PhaseValid | TW::Flag::PhaseNormal);
-    if (head.command() == TW::STREAM_INFO && phase == TW::Flag::PhaseValid) verifier.invertAsked();
+    if (invert) verifier.invertAsked();
+    return invert;
+}
+
+void StreamRun::send(const Packet& message) {
     socket.sendTo(host, message.data(), message.size(), true);
 }
 
@@ -139,18 +142,13 @@ void StreamRun::receiveAll(uint64_t now) {
 }
 
 void StreamRun::handle(const std::vector<uint8_t>& datagram, uint64_t now) {
-    switch (PacketHeader(datagram.data()).command()) {
-    case TW::STREAM_DATA:
-        handleStreamData(datagram, now);
-        break;
-    case TW::DSICONNECT_REQ:
-        if (config.faults.ignoreDisconnect) break; // the stream runs on until the Host falls silent
+    if (TW::readDisconnectRequest(BRINA::BufferCS_const(datagram))) {
+        if (config.faults.ignoreDisconnect) return; // the stream runs on until the Host falls silent
         if (!silent(now)) send(TW::disconnectAnswer());
         end = End::ClosedByHost;
-        break;
-    default: // nothing else belongs in a stream
-        break;
+        return;
     }
+    handleStreamData(datagram, now); // which passes over anything else: nothing else belongs in a stream
 }
 
 void StreamRun::handleStreamData(const std::vector<uint8_t>& datagram, uint64_t now) {
@@ -204,7 +202,7 @@ void StreamRun::sendFeedback(uint64_t now) {
         static_cast<uint32_t>(playoutClock.millisecondsOf(playout.meanLevelSinceLast(now)) * 10 + 0.5);
     const uint32_t target = std::min<uint32_t>(config.bufferTargetMs, 6553) * 10;
     const FeedbackWords words = FeedbackWords::make(config.feedbackKind, level, target);
-    send(TW::feedback(words.word8, words.word10, words.word12, inverted(now)));
+    send(TW::feedback(words.word8, words.word10, words.word12, phaseWish(now)));
 }
 
 void StreamRun::serviceGaps(uint64_t now) {
@@ -229,7 +227,7 @@ void StreamRun::askResend(uint64_t now) {
     if (silent(now)) return;
     const auto first = static_cast<uint16_t>(window.next());
     const auto missing = static_cast<uint16_t>(std::min<uint64_t>(window.missingCount(), 0xFFFF));
-    send(TW::resendRequest(first, missing, inverted(now)));
+    send(TW::resendRequest(first, missing, phaseWish(now)));
     tracker.reached(window.end());
     ++counts.resendRequests;
     if (tracker.requests() == 1)
@@ -267,7 +265,7 @@ void StreamRun::timedFaults(uint64_t now) {
         resendBeyondDone = true;
         if (!silent(now)) {
             const auto first = static_cast<uint16_t>(window.end() - static_cast<int64_t>(kFarBehind));
-            send(TW::resendRequest(first, static_cast<uint16_t>(kFarBehind), invert));
+            send(TW::resendRequest(first, static_cast<uint16_t>(kFarBehind), phaseWish(now)));
             ++counts.resendRequests;
             say("resend requested from " + std::to_string(first) + ", further back than the Host keeps");
         }

@@ -58,6 +58,8 @@ private:
 
     bool silent(uint64_t now) const;
     bool inverted(uint64_t now) const;
+    // The phase wish of a STREAM_INFO going out at now; an inverting one is told to the verifier.
+    bool phaseWish(uint64_t now);
     void send(const Packet& message);
     void sendFeedback(uint64_t now);
     void askResend(uint64_t now);
