@@ -1,6 +1,6 @@
 // Throughput of every copy routine beside memcpy, on one packet payload (1,428 bytes) and on 64 KiB.
-#include "CopyReference.h"
-#include "CopyRoutines.h"
+#include "format/CopyReference.h"
+#include "format/CopyRoutines.h"
 
 #include <benchmark/benchmark.h>
 

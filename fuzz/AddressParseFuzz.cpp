@@ -1,6 +1,6 @@
 // Address text from outside (settings files): whatever a parser accepts must print to text that reads
 // back to the same value.
-#include "Network/IPAddress.h"
+#include "BRINA/Network/IPAddress.h"
 
 #include <cstddef>
 #include <cstdint>

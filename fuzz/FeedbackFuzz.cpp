@@ -1,6 +1,6 @@
 // The feedback decoder on any three words: the kind follows the rules, and each value obeys its form.
-#include "FeedbackValue.h"
-#include "LittleEndian.h"
+#include "BRINA/LittleEndian.h"
+#include "transport/wire/FeedbackValue.h"
 
 #include <cstdint>
 #include <cstdlib>

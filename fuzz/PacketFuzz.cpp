@@ -1,6 +1,6 @@
 // Any datagram through the validity test, payloadSize and every Sync reader: nothing read past its end.
-#include "Packet.h"
-#include "SyncMessages.h"
+#include "transport/wire/Packet.h"
+#include "transport/wire/SyncMessages.h"
 
 #include <cstdint>
 #include <cstdlib>

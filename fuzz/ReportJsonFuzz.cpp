@@ -1,6 +1,6 @@
 // The stream report reader on any text: it never crashes, a refusal always says why, and what it accepts
 // writes back to JSON that reads again to the same report.
-#include "ReportJson.h"
+#include "tools/receiver/ReportJson.h"
 
 #include <cstdint>
 #include <cstdlib>

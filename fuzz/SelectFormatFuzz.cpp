@@ -1,7 +1,7 @@
 // selectFormat over any masks and any source format: it must never settle a Sink format that the Target
 // refuses, never change anything when it fails, and its routine must carry silence into silence.
-#include "LittleEndian.h"
-#include "Sync.h"
+#include "BRINA/LittleEndian.h"
+#include "transport/Sync.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,7 @@
 // Any format, packet size and count, cycle, limit and profile through the planner: every search ends, and
 // a plan that comes out has a cycle and at least one packet.
-#include "LittleEndian.h"
-#include "TransferConfig.h"
+#include "BRINA/LittleEndian.h"
+#include "transport/TransferConfig.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // The WAV reader on any file: it never crashes, and what it accepts is a format the stream carries whose
 // frames it reads without running past the file.
-#include "WavReader.h"
+#include "tools/source/WavReader.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -14,5 +14,5 @@ case "$variant" in
     *) echo "build.sh: unknown variant $variant (normal, address, thread, fuzz)" >&2; exit 2 ;;
 esac
 
-cmake -S . -B "build/$variant" -G Ninja "${args[@]}" > /dev/null
+cmake -S . -B "build/$variant" -G Ninja -DTESSERA_WERROR=ON "${args[@]}" > /dev/null
 ninja -C "build/$variant" "$@"

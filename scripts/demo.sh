@@ -61,7 +61,7 @@ trap 'stop_target; exit 130' INT TERM
 echo
 echo "== the software Target on ::1, control port $port (its log: $work/target.log)"
 # A session of its own: Ctrl-C at the terminal is for the sender, and the Target must see the stream close.
-setsid "$tools/target/tessera-target" "${target_args[@]}" > "$work/target.log" 2>&1 &
+setsid "$tools/receiver/tessera-target" "${target_args[@]}" > "$work/target.log" 2>&1 &
 pid=$!
 for _ in $(seq 50); do
     grep -q "control port $port" "$work/target.log" 2>/dev/null && break
@@ -92,7 +92,7 @@ stop_target
 echo
 echo "== the Target's report"
 if [ -s "$report" ]; then
-    "$tools/target/report/tessera-report" "$report"
+    "$tools/receiver/report/tessera-report" "$report"
     [ -z "$wav" ] || echo "  (what it received is in $work/received.wav)"
 else
     echo "The Target has no report of a stream: no stream reached it (see above, and $work/target.log)."

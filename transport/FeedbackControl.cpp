@@ -1,4 +1,4 @@
-#include "FeedbackControl.h"
+#include "transport/FeedbackControl.h"
 
 #include <algorithm>
 

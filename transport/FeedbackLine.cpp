@@ -1,4 +1,4 @@
-#include "FeedbackLine.h"
+#include "transport/FeedbackLine.h"
 
 #include <cstdio>
 

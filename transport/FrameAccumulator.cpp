@@ -1,4 +1,4 @@
-#include "FrameAccumulator.h"
+#include "transport/FrameAccumulator.h"
 
 namespace TESSERA {
 

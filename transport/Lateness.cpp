@@ -1,6 +1,6 @@
-#include "Lateness.h"
+#include "transport/Lateness.h"
 
-#include "Time.h"
+#include "BRINA/Time.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
-#include "SendTrace.h"
+#include "transport/SendTrace.h"
 
-#include "LittleEndian.h"
-#include "LogStream.h"
+#include "BRINA/LittleEndian.h"
+#include "BRINA/LogStream.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "SlotRing.h"
+#include "transport/SlotRing.h"
 
 namespace TESSERA {
 

@@ -1,13 +1,13 @@
-#include "Sync.h"
+#include "transport/Sync.h"
 
-#include "LittleEndian.h"
-#include "LogStream.h"
-#include "Packet.h"
-#include "SendAck.h"
-#include "SyncCommands.h"
-#include "SyncMessages.h"
-#include "ThreadMode.h"
-#include "Time.h"
+#include "BRINA/LittleEndian.h"
+#include "BRINA/LogStream.h"
+#include "BRINA/Time.h"
+#include "transport/ThreadMode.h"
+#include "transport/wire/Packet.h"
+#include "transport/wire/SendAck.h"
+#include "transport/wire/SyncCommands.h"
+#include "transport/wire/SyncMessages.h"
 
 #include <vector>
 

@@ -1,13 +1,13 @@
 #pragma once
 // The Sync session: everything the Host holds for its stream to one Target: its sockets, what it learnt
 // from the Target, the formats and the routine that copies between them, and the transfer plan.
-#include "CopyRoutines.h"
-#include "Network/IPAddress.h"
-#include "Network/Socket.h"
-#include "Stream.h"
-#include "StreamFormat.h"
-#include "TransferConfig.h"
-#include "TransferProfile.h"
+#include "BRINA/Network/IPAddress.h"
+#include "BRINA/Network/Socket.h"
+#include "format/CopyRoutines.h"
+#include "format/Stream.h"
+#include "format/StreamFormat.h"
+#include "transport/TransferConfig.h"
+#include "transport/TransferProfile.h"
 
 #include <array>
 #include <atomic>

@@ -1,9 +1,9 @@
 // The life of one stream on the caller's side: tell the Target, start the worker, wait, play, end.
-#include "LogStream.h"
-#include "SendAck.h"
-#include "Sync.h"
-#include "SyncCommands.h"
-#include "SyncMessages.h"
+#include "BRINA/LogStream.h"
+#include "transport/Sync.h"
+#include "transport/wire/SendAck.h"
+#include "transport/wire/SyncCommands.h"
+#include "transport/wire/SyncMessages.h"
 
 #include <chrono>
 #include <system_error>

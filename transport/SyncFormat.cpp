@@ -1,6 +1,6 @@
 // The format side of the Sync session: which formats the Target takes, and how the host's bytes become its.
-#include "LogStream.h"
-#include "Sync.h"
+#include "BRINA/LogStream.h"
+#include "transport/Sync.h"
 
 namespace TESSERA {
 

@@ -1,5 +1,5 @@
-#include "LogStream.h"
-#include "Sync.h"
+#include "BRINA/LogStream.h"
+#include "transport/Sync.h"
 
 namespace TESSERA {
 

@@ -1,10 +1,10 @@
 // The worker thread's set-up: priority, processor and sleeping rules from the mode word, then the loop.
-#include "LogStream.h"
-#include "Sync.h"
-#include "Thread.h"
-#include "ThreadMode.h"
-#include "Time.h"
-#include "WorkerLoop.h"
+#include "BRINA/LogStream.h"
+#include "BRINA/Thread.h"
+#include "BRINA/Time.h"
+#include "transport/Sync.h"
+#include "transport/ThreadMode.h"
+#include "transport/WorkerLoop.h"
 
 namespace TESSERA {
 

@@ -1,7 +1,7 @@
-#include "TransferConfig.h"
+#include "transport/TransferConfig.h"
 
-#include "LogStream.h"
-#include "Time.h"
+#include "BRINA/LogStream.h"
+#include "BRINA/Time.h"
 
 #include <cmath>
 

@@ -1,8 +1,8 @@
 #pragma once
 // The working record that turns a format, the limits of the network path and the Target's profile into a
 // TransferProfile. Not thread-safe: one caller fills it before the stream starts.
-#include "StreamFormat.h"
-#include "TransferProfile.h"
+#include "format/StreamFormat.h"
+#include "transport/TransferProfile.h"
 
 #include <cstdint>
 

@@ -1,13 +1,13 @@
-#include "WorkerLoop.h"
+#include "transport/WorkerLoop.h"
 
-#include "LogStream.h"
-#include "SendAck.h"
-#include "SlotRing.h"
-#include "SyncCommands.h"
-#include "SyncMessages.h"
-#include "Thread.h"
-#include "ThreadMode.h"
-#include "Time.h"
+#include "BRINA/LogStream.h"
+#include "BRINA/Thread.h"
+#include "BRINA/Time.h"
+#include "transport/SlotRing.h"
+#include "transport/ThreadMode.h"
+#include "transport/wire/SendAck.h"
+#include "transport/wire/SyncCommands.h"
+#include "transport/wire/SyncMessages.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,16 +1,16 @@
 #pragma once
 // The worker's stream: it opens the stream, sends its bursts on an absolute microsecond schedule, repeats
 // what the Target missed, follows its feedback, and closes the stream. Runs on the worker thread alone.
-#include "FeedbackControl.h"
-#include "FrameAccumulator.h"
-#include "Lateness.h"
-#include "Network/IPAddress.h"
-#include "Packet.h"
-#include "SendTrace.h"
-#include "Stream.h"
-#include "Sync.h"
-#include "SyncCommands.h"
-#include "WorkerObserver.h"
+#include "BRINA/Network/IPAddress.h"
+#include "format/Stream.h"
+#include "transport/FeedbackControl.h"
+#include "transport/FrameAccumulator.h"
+#include "transport/Lateness.h"
+#include "transport/SendTrace.h"
+#include "transport/Sync.h"
+#include "transport/WorkerObserver.h"
+#include "transport/wire/Packet.h"
+#include "transport/wire/SyncCommands.h"
 
 #include <cstdint>
 #include <random>

@@ -1,11 +1,11 @@
 // The worker's receiving side: what the Target sends back in the stream, and the closing exchange.
-#include "FeedbackLine.h"
-#include "LogStream.h"
-#include "SendAck.h"
-#include "SyncMessages.h"
-#include "ThreadMode.h"
-#include "Time.h"
-#include "WorkerLoop.h"
+#include "BRINA/LogStream.h"
+#include "BRINA/Time.h"
+#include "transport/FeedbackLine.h"
+#include "transport/ThreadMode.h"
+#include "transport/WorkerLoop.h"
+#include "transport/wire/SendAck.h"
+#include "transport/wire/SyncMessages.h"
 
 namespace TESSERA {
 

@@ -1,9 +1,9 @@
-#include "BareLoop.h"
+#include "bench/stream_bench/BareLoop.h"
 
-#include "Thread.h"
-#include "ThreadCpu.h"
-#include "ThreadMode.h"
-#include "Time.h"
+#include "BRINA/Thread.h"
+#include "BRINA/Time.h"
+#include "bench/stream_bench/ThreadCpu.h"
+#include "transport/ThreadMode.h"
 
 #include <algorithm>
 

@@ -3,8 +3,8 @@
 // rules, the same cycle and burst of datagrams of the same size, sent on ::1 to a socket whose reader waits
 // as the Target's does, so that each send pays the same wake-up. Its send times against the schedule
 // show what the platform alone costs.
-#include "BurstRecorder.h"
-#include "Network/Socket.h"
+#include "BRINA/Network/Socket.h"
+#include "bench/stream_bench/BurstRecorder.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "BenchOptions.h"
+#include "bench/stream_bench/BenchOptions.h"
 
-#include "FormatText.h"
+#include "tools/common/FormatText.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,7 +1,7 @@
 #pragma once
 // What one run of stream_bench measures: the stream's format, plan and thread mode, the Target's faults,
 // how long and how often, and where the results go.
-#include "StreamFormat.h"
+#include "format/StreamFormat.h"
 
 #include <cstdint>
 #include <string>

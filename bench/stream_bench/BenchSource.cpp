@@ -1,7 +1,7 @@
-#include "BenchSource.h"
+#include "bench/stream_bench/BenchSource.h"
 
-#include "ThreadCpu.h"
-#include "Time.h"
+#include "BRINA/Time.h"
+#include "bench/stream_bench/ThreadCpu.h"
 
 namespace TESSERA {
 

@@ -1,7 +1,7 @@
 #pragma once
 // The test signal as the host's audio, through the stream buffer: it keeps when each block was written by
 // fillBuffer, so that the Target's play-out can be traced back to it, and the CPU clock of BufferWorker.
-#include "SignalSource.h"
+#include "tools/source/SignalSource.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,7 +1,7 @@
-#include "BurstRecorder.h"
+#include "bench/stream_bench/BurstRecorder.h"
 
-#include "ThreadCpu.h"
-#include "Time.h"
+#include "BRINA/Time.h"
+#include "bench/stream_bench/ThreadCpu.h"
 
 namespace TESSERA {
 

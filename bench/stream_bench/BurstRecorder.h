@@ -1,7 +1,7 @@
 #pragma once
 // Records what the worker tells of its stream into room reserved before the stream: each burst's due and
 // send times, and each feedback value with the rateAdjust that followed and its time.
-#include "WorkerObserver.h"
+#include "transport/WorkerObserver.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "JsonWriter.h"
+#include "bench/stream_bench/JsonWriter.h"
 
 #include <cmath>
 #include <cstdio>

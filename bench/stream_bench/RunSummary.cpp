@@ -1,4 +1,4 @@
-#include "RunSummary.h"
+#include "bench/stream_bench/RunSummary.h"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
 #pragma once
 // The figures of one run, over all its streams: cadence against the bare loop, CPU, recovery, the
 // feedback under drift, the Target's buffer, latency.
-#include "BenchOptions.h"
-#include "SettleRule.h"
-#include "Stats.h"
-#include "StreamTrial.h"
+#include "bench/stream_bench/BenchOptions.h"
+#include "bench/stream_bench/SettleRule.h"
+#include "bench/stream_bench/Stats.h"
+#include "bench/stream_bench/StreamTrial.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,7 +1,7 @@
-#include "RunWriter.h"
+#include "bench/stream_bench/RunWriter.h"
 
-#include "FormatText.h"
-#include "JsonWriter.h"
+#include "bench/stream_bench/JsonWriter.h"
+#include "tools/common/FormatText.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 #pragma once
 // The results of one run: NAME.json, the data files of the plots, and the markdown table.
-#include "BenchOptions.h"
-#include "RunSummary.h"
-#include "StreamTrial.h"
+#include "bench/stream_bench/BenchOptions.h"
+#include "bench/stream_bench/RunSummary.h"
+#include "bench/stream_bench/StreamTrial.h"
 
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "SettleRule.h"
+#include "bench/stream_bench/SettleRule.h"
 
 #include <algorithm>
 #include <cmath>

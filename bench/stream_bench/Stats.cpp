@@ -1,4 +1,4 @@
-#include "Stats.h"
+#include "bench/stream_bench/Stats.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,9 +1,9 @@
-#include "StreamTrial.h"
+#include "bench/stream_bench/StreamTrial.h"
 
-#include "BareLoop.h"
-#include "BenchSource.h"
-#include "Stats.h"
-#include "Time.h"
+#include "BRINA/Time.h"
+#include "bench/stream_bench/BareLoop.h"
+#include "bench/stream_bench/BenchSource.h"
+#include "bench/stream_bench/Stats.h"
 
 #include <algorithm>
 #include <chrono>

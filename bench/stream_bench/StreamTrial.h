@@ -1,12 +1,12 @@
 #pragma once
 // One stream of a run, from the Target's start to its final report: the test signal through the stream
 // buffer and the worker, the bare loop beside it, and everything measured on the way.
-#include "BenchOptions.h"
-#include "BurstRecorder.h"
-#include "StreamReport.h"
-#include "TargetWatch.h"
-#include "ThreadCpu.h"
-#include "TransferProfile.h"
+#include "bench/stream_bench/BenchOptions.h"
+#include "bench/stream_bench/BurstRecorder.h"
+#include "bench/stream_bench/TargetWatch.h"
+#include "bench/stream_bench/ThreadCpu.h"
+#include "tools/receiver/StreamReport.h"
+#include "transport/TransferProfile.h"
 
 #include <cstdint>
 #include <string>

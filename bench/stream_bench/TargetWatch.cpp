@@ -1,7 +1,7 @@
-#include "TargetWatch.h"
+#include "bench/stream_bench/TargetWatch.h"
 
-#include "Capabilities.h"
-#include "Time.h"
+#include "BRINA/Time.h"
+#include "tools/receiver/Capabilities.h"
 
 #include <chrono>
 

@@ -1,8 +1,8 @@
 #pragma once
 // The software Target in this process, on ::1, and a watcher that keeps its live numbers of the stream
 // over time (about every 50 ms) and the final report.
-#include "SoftwareTarget.h"
-#include "StreamReport.h"
+#include "tools/receiver/SoftwareTarget.h"
+#include "tools/receiver/StreamReport.h"
 
 #include <atomic>
 #include <condition_variable>

@@ -1,4 +1,4 @@
-#include "ThreadCpu.h"
+#include "bench/stream_bench/ThreadCpu.h"
 
 #include <cstdio>
 #include <cstring>

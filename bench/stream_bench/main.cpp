@@ -1,10 +1,10 @@
 // stream_bench: measures the stream against the software Target on ::1 (see --help).
-#include "BenchOptions.h"
-#include "ConsoleLog.h"
-#include "LogSink.h"
-#include "RunSummary.h"
-#include "RunWriter.h"
-#include "StreamTrial.h"
+#include "BRINA/ConsoleLog.h"
+#include "BRINA/LogSink.h"
+#include "bench/stream_bench/BenchOptions.h"
+#include "bench/stream_bench/RunSummary.h"
+#include "bench/stream_bench/RunWriter.h"
+#include "bench/stream_bench/StreamTrial.h"
 
 #include <cstdio>
 #include <filesystem>

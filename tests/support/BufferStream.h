@@ -1,10 +1,10 @@
 #pragma once
 // Streams through the stream buffer as the end-to-end tests drive them: a session negotiated with a plan
 // of one packet a millisecond, and a source streamed until it has put everything into its ring.
-#include "Network/IPAddress.h"
-#include "PatientNegotiation.h"
-#include "StreamFormat.h"
-#include "Sync.h"
+#include "BRINA/Network/IPAddress.h"
+#include "format/StreamFormat.h"
+#include "tests/support/PatientNegotiation.h"
+#include "transport/Sync.h"
 
 #include <chrono>
 #include <thread>

@@ -1,7 +1,7 @@
-#include "LogCapture.h"
+#include "tests/support/LogCapture.h"
 
-#include "LogSink.h"
-#include "LogStream.h"
+#include "BRINA/LogSink.h"
+#include "BRINA/LogStream.h"
 
 #include <algorithm>
 #include <mutex>

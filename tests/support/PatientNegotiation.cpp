@@ -1,4 +1,4 @@
-#include "PatientNegotiation.h"
+#include "tests/support/PatientNegotiation.h"
 
 #include <chrono>
 #include <thread>

@@ -1,8 +1,8 @@
 #pragma once
 // The negotiation of a test Host, asked again after a pause when a busy machine kept the Target from
 // answering within its 10 ms a question.
-#include "Network/IPAddress.h"
-#include "Sync.h"
+#include "BRINA/Network/IPAddress.h"
+#include "transport/Sync.h"
 
 #include <cstdint>
 

@@ -9,7 +9,7 @@ struct ProgramRun {
     std::string output; // stdout and stderr together
 };
 
-// program: its path below the build folder, e.g. "tools/target/tessera-target".
+// program: its path below the build folder, e.g. "tools/receiver/tessera-target".
 ProgramRun runProgram(const std::string& program, const std::string& arguments);
 
 } // namespace TESTING

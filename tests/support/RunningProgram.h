@@ -1,6 +1,6 @@
 #pragma once
 // A program of the build started in the background, for tests that signal it while it runs.
-#include "ProgramRun.h"
+#include "tests/support/ProgramRun.h"
 
 #include <chrono>
 #include <string>

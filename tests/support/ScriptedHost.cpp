@@ -1,7 +1,7 @@
-#include "ScriptedHost.h"
+#include "tests/support/ScriptedHost.h"
 
-#include "PacketHeader.h"
-#include "SyncCommands.h"
+#include "transport/wire/PacketHeader.h"
+#include "transport/wire/SyncCommands.h"
 
 namespace TESTING {
 

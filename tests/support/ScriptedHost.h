@@ -1,8 +1,8 @@
 #pragma once
 // A Host made of one socket on ::1, for tests that talk to a Target datagram by datagram.
-#include "Network/IPAddress.h"
-#include "Network/Socket.h"
-#include "Packet.h"
+#include "BRINA/Network/IPAddress.h"
+#include "BRINA/Network/Socket.h"
+#include "transport/wire/Packet.h"
 
 #include <cstdint>
 #include <vector>

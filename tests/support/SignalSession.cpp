@@ -1,7 +1,7 @@
-#include "SignalSession.h"
+#include "tests/support/SignalSession.h"
 
-#include "PatientNegotiation.h"
-#include "TestSignal.h"
+#include "tests/support/PatientNegotiation.h"
+#include "tools/signal/TestSignal.h"
 
 #include <algorithm>
 #include <chrono>

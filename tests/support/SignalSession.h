@@ -1,10 +1,10 @@
 #pragma once
 // A Host session for end-to-end tests: it negotiates with a Target, plans the stream, and hands the worker
 // the test signal in the host's format, rendered before the stream so that the worker only copies.
-#include "Network/IPAddress.h"
-#include "Stream.h"
-#include "StreamFormat.h"
-#include "Sync.h"
+#include "BRINA/Network/IPAddress.h"
+#include "format/Stream.h"
+#include "format/StreamFormat.h"
+#include "transport/Sync.h"
 
 #include <atomic>
 #include <condition_variable>

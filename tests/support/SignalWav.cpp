@@ -1,7 +1,7 @@
-#include "SignalWav.h"
+#include "tests/support/SignalWav.h"
 
-#include "AudioFileWriter.h"
-#include "TestSignal.h"
+#include "tools/signal/AudioFileWriter.h"
+#include "tools/signal/TestSignal.h"
 
 #include <vector>
 

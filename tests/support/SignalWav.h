@@ -1,6 +1,6 @@
 #pragma once
 // A WAV file of the test signal, for tests that stream a file and let the Target check it.
-#include "StreamFormat.h"
+#include "format/StreamFormat.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
-#include "StreamTarget.h"
+#include "tests/support/StreamTarget.h"
 
-#include "Capabilities.h"
-#include "ScriptedHost.h"
+#include "tests/support/ScriptedHost.h"
+#include "tools/receiver/Capabilities.h"
 
 #include <chrono>
 #include <gtest/gtest.h>

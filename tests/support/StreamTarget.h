@@ -1,10 +1,10 @@
 #pragma once
 // The software Target on ::1 for end-to-end tests: one Output, shaped by the test, that keeps the report of
 // each stream that ended.
-#include "Network/IPAddress.h"
-#include "SoftwareTarget.h"
-#include "StreamReport.h"
-#include "TargetConfig.h"
+#include "BRINA/Network/IPAddress.h"
+#include "tools/receiver/SoftwareTarget.h"
+#include "tools/receiver/StreamReport.h"
+#include "tools/receiver/TargetConfig.h"
 
 #include <condition_variable>
 #include <cstddef>

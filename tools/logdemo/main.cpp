@@ -1,9 +1,9 @@
 // tessera-logdemo: turns the log on, writes lines at every level, and shows them arriving at a
 // listener on [::1]:19640, as a log viewer would see them.
-#include "LogSink.h"
-#include "LogStream.h"
-#include "Network/IPAddress.h"
-#include "Network/Socket.h"
+#include "BRINA/LogSink.h"
+#include "BRINA/LogStream.h"
+#include "BRINA/Network/IPAddress.h"
+#include "BRINA/Network/Socket.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,12 +1,12 @@
 // tessera-probe: asks a Target, real or software, everything the driver asks before a stream, and shows
 // what it learnt and the plan it would stream with.
-#include "ConsoleLog.h"
-#include "FormatText.h"
-#include "LogSink.h"
-#include "LogStream.h"
-#include "Network/IPAddress.h"
-#include "Sync.h"
-#include "TransferProfile.h"
+#include "BRINA/ConsoleLog.h"
+#include "BRINA/LogSink.h"
+#include "BRINA/LogStream.h"
+#include "BRINA/Network/IPAddress.h"
+#include "tools/common/FormatText.h"
+#include "transport/Sync.h"
+#include "transport/TransferProfile.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,9 +1,9 @@
-#include "SendOptions.h"
+#include "tools/send/SendOptions.h"
 
-#include "CommandOptions.h"
+#include "tools/common/CommandOptions.h"
 
-#include "FormatText.h"
-#include "ThreadMode.h"
+#include "tools/common/FormatText.h"
+#include "transport/ThreadMode.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,8 +1,8 @@
 #pragma once
 // The command line of tessera-send: the Target, the source, the duration, the plan and the worker's
 // settings, named after the driver's own settings where it has them.
-#include "Network/IPAddress.h"
-#include "StreamFormat.h"
+#include "BRINA/Network/IPAddress.h"
+#include "format/StreamFormat.h"
 
 #include <cstdint>
 #include <string>

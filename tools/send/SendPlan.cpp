@@ -1,6 +1,6 @@
-#include "SendPlan.h"
+#include "tools/send/SendPlan.h"
 
-#include "ThreadMode.h"
+#include "transport/ThreadMode.h"
 
 #include <cstdio>
 

@@ -1,8 +1,8 @@
 #pragma once
 // The transfer plan of the sender's stream: the mode of its options run on the session as the driver's
 // start runs it, and the plan in words.
-#include "SendOptions.h"
-#include "Sync.h"
+#include "tools/send/SendOptions.h"
+#include "transport/Sync.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "SendSource.h"
+#include "tools/send/SendSource.h"
 
 namespace TESSERA {
 

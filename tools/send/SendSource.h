@@ -1,8 +1,8 @@
 #pragma once
 // The sender's source of audio: the test signal or a WAV file, each a stream buffer of its own, behind
 // one face for the sender.
-#include "SignalSource.h"
-#include "WavSource.h"
+#include "tools/source/SignalSource.h"
+#include "tools/source/WavSource.h"
 
 #include <cstdint>
 #include <memory>

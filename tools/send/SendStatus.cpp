@@ -1,4 +1,4 @@
-#include "SendStatus.h"
+#include "tools/send/SendStatus.h"
 
 #include <cstdio>
 

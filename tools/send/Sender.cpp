@@ -1,12 +1,12 @@
-#include "Sender.h"
+#include "tools/send/Sender.h"
 
-#include "ConsoleLog.h"
-#include "FormatText.h"
-#include "ProcessEnvironment.h"
-#include "SendPlan.h"
-#include "SendSource.h"
-#include "StopRequest.h"
-#include "WarningWatch.h"
+#include "BRINA/ConsoleLog.h"
+#include "BRINA/ProcessEnvironment.h"
+#include "tools/common/FormatText.h"
+#include "tools/send/SendPlan.h"
+#include "tools/send/SendSource.h"
+#include "tools/send/StopRequest.h"
+#include "tools/send/WarningWatch.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,9 +1,9 @@
 #pragma once
 // One run of tessera-send: negotiation, plan, the stream with its status line, and the clean end; every
 // way it can end has its exit status and one line in words.
-#include "SendExit.h"
-#include "SendOptions.h"
-#include "SendStatus.h"
+#include "tools/send/SendExit.h"
+#include "tools/send/SendOptions.h"
+#include "tools/send/SendStatus.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "StopRequest.h"
+#include "tools/send/StopRequest.h"
 
 #include <csignal>
 #include <signal.h>

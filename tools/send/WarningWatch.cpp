@@ -1,7 +1,7 @@
-#include "WarningWatch.h"
+#include "tools/send/WarningWatch.h"
 
-#include "ConsoleLog.h"
-#include "LogSink.h"
+#include "BRINA/ConsoleLog.h"
+#include "BRINA/LogSink.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,7 +1,7 @@
 // tessera-send: streams the test signal or a WAV file to a Target, real or software, as the driver does.
-#include "SendExit.h"
-#include "SendOptions.h"
-#include "Sender.h"
+#include "tools/send/SendExit.h"
+#include "tools/send/SendOptions.h"
+#include "tools/send/Sender.h"
 
 #include <cstdio>
 #include <string>

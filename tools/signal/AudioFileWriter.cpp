@@ -1,4 +1,4 @@
-#include "AudioFileWriter.h"
+#include "tools/signal/AudioFileWriter.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 #pragma once
 // Writes received audio to a file: WAV (extensible; integer and float kinds) for PCM, raw bytes with a
 // small JSON description beside them for DSD.
-#include "StreamFormat.h"
+#include "format/StreamFormat.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "SignalVerifier.h"
+#include "tools/signal/SignalVerifier.h"
 
 #include <algorithm>
 #include <cstring>

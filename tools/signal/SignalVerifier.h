@@ -2,8 +2,8 @@
 // Checks received audio against the test signal: finds its first frame after the leading silence and
 // counts frames that match, match complemented (inverted phase), differ, or are missing; and checks that
 // the phase of every frame, silence included, is the one the Target asked for.
-#include "StreamFormat.h"
-#include "TestSignal.h"
+#include "format/StreamFormat.h"
+#include "tools/signal/TestSignal.h"
 
 #include <cstdint>
 #include <string>

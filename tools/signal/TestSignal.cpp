@@ -1,4 +1,4 @@
-#include "TestSignal.h"
+#include "tools/signal/TestSignal.h"
 
 #include <cstring>
 

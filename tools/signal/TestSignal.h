@@ -1,7 +1,7 @@
 #pragma once
-// The documented test signal: a deterministic function of frame index and channel, for every format.
+// The test signal: a deterministic function of frame index and channel, for every format.
 // Sender and receiver both derive it, so the receiver can tell a bit-perfect stream from a damaged one.
-#include "StreamFormat.h"
+#include "format/StreamFormat.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "SignalSource.h"
+#include "tools/source/SignalSource.h"
 
 #include <algorithm>
 #include <cstring>

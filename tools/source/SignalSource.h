@@ -1,8 +1,8 @@
 #pragma once
 // A stream buffer whose producer writes the test signal in the host's format, for a given number of
 // frames (or without end), then silence.
-#include "SyncBuffer.h"
-#include "TestSignal.h"
+#include "streambuffer/SyncBuffer.h"
+#include "tools/signal/TestSignal.h"
 
 #include <atomic>
 #include <cstdint>

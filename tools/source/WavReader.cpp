@@ -1,4 +1,4 @@
-#include "WavReader.h"
+#include "tools/source/WavReader.h"
 
 #include <cerrno>
 #include <cstring>

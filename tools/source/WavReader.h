@@ -1,7 +1,7 @@
 #pragma once
 // Reads the audio of a WAV file (plain or extensible; integer 8 to 32 bits, float 32 or 64 bits) in the
 // stream's own layout: interleaved, little-endian, signed.
-#include "StreamFormat.h"
+#include "format/StreamFormat.h"
 
 #include <cstdint>
 #include <cstdio>

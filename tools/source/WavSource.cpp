@@ -1,4 +1,4 @@
-#include "WavSource.h"
+#include "tools/source/WavSource.h"
 
 #include <cstring>
 

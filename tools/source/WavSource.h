@@ -1,7 +1,7 @@
 #pragma once
 // A stream buffer whose producer reads a WAV file, then gives silence once the file has ended.
-#include "SyncBuffer.h"
-#include "WavReader.h"
+#include "streambuffer/SyncBuffer.h"
+#include "tools/source/WavReader.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // The bench's own arithmetic: nearest-rank percentiles, the settle rule against a known drift, the CPU
 // per second of audio, and the recovery sums over streams.
-#include "RunSummary.h"
-#include "SettleRule.h"
-#include "Stats.h"
+#include "bench/stream_bench/RunSummary.h"
+#include "bench/stream_bench/SettleRule.h"
+#include "bench/stream_bench/Stats.h"
 
 #include <gtest/gtest.h>
 

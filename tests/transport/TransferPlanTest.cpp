@@ -1,0 +1,240 @@
+// Every format of the rate table through every calculation: each plan keeps the bounds that its arithmetic
+// guarantees, and the plans that are refused or go past the plain promises are counted and printed by reason.
+#include "transport/TransferConfig.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using TESSERA::StreamFormat;
+using TESSERA::TransferConfig;
+
+struct Shape {
+    StreamFormat format;
+    double frameRate; // frames per second: the rate for PCM, one 32-bit word per channel for DSD
+};
+
+std::vector<Shape> everyFormat() {
+    const uint32_t pcmCodes[] = {0x01, 0x0A, 0x0C, 0x12, 0x14,  0x22, 0x24,
+                                 0x42, 0x44, 0x82, 0x84, 0x102, 0x104};
+    const double pcmHz[] = {8000,   44100,  48000,  88200,  96000,   176400, 192000,
+                            352800, 384000, 705600, 768000, 1411200, 1536000};
+    std::vector<Shape> shapes;
+    for (size_t r = 0; r < std::size(pcmCodes); ++r) {
+        for (uint32_t kind : {0x100u, 0x200u, 0x400u, 0x800u, 0x1000u, 0x2000u, 0x4000u}) {
+            for (uint32_t channels : {1u, 2u, 4u, 8u, 16u, 32u}) {
+                shapes.push_back({StreamFormat(kind | channels, pcmCodes[r]), pcmHz[r]});
+            }
+        }
+    }
+    for (uint32_t multiplier = 0x200; multiplier <= 0x8000; multiplier <<= 1) { // DSD64 and up
+        for (uint32_t family : {2u, 4u}) {
+            const double hz = (family == 2 ? 44100.0 : 48000.0) * (multiplier >> 3);
+            for (uint32_t channels : {1u, 2u, 8u, 16u}) { // 1, 2, 6 and 8 channels
+                shapes.push_back({StreamFormat(0x2510000u | channels, multiplier | family), hz / 32});
+            }
+        }
+    }
+    return shapes;
+}
+
+enum Mode { Fix, Var, FixAuto, VarAuto, Random, Auto, AutoVar };
+const char* const kModeNames[] = {"Fix", "Var", "FixAuto", "VarAuto", "Random", "Auto", "AutoVar"};
+const uint32_t kModeResults[] = {TESSERA::FixMode,    TESSERA::VarMode, TESSERA::FixMode, TESSERA::VarMode,
+                                 TESSERA::RandomMode, TESSERA::FixMode, TESSERA::VarMode};
+constexpr uint32_t kCycle = 1000, kLimit = 400, kRandomLimit = 500, kShortest = 412; // 400 x 1.03
+constexpr double kFloat = 1e-6; // the relative error of the few float steps in a cycle's bytes
+
+bool plan(TransferConfig& c, int mode) {
+    switch (mode) {
+    case Fix:
+        return c.configTransferFix(kCycle, 0);
+    case Var:
+        return c.configTransferVar(kCycle, 0);
+    case FixAuto:
+        return c.configTransferFixAuto(kCycle);
+    case VarAuto:
+        return c.configTransferVarAuto(kCycle);
+    case Random:
+        return c.configTransferRandom(kRandomLimit, kCycle, 0);
+    case AutoVar: // a VarMode profile searched upward from 400 to 1000, then its fallbacks
+        c.profileFlags = TESSERA::ProfileVar | TESSERA::ProfileCycleFromMin;
+        c.profileMin = 40;
+        c.profileMax = 100;
+        return c.configAuto(0);
+    default:
+        return c.configAuto(0); // no profile: straight to the fallback
+    }
+}
+
+// Per reason: how often, in which modes, and the worst case with its amount.
+struct Entry {
+    int count = 0;
+    std::set<std::string> modes;
+    double worst = 0;
+    std::string example;
+};
+using Tally = std::map<std::string, Entry>;
+
+struct Plan {
+    const Shape& shape;
+    const TransferConfig& c;
+    int mode;
+    Tally& tally;
+
+    void note(const std::string& reason, double amount) const {
+        Entry& e = tally[reason];
+        e.modes.insert(kModeNames[mode]);
+        if (e.count++ == 0 || amount > e.worst) {
+            char text[160];
+            std::snprintf(text, sizeof text,
+                          "%.3g: %s size %u count %u, type 0x%x at %u Hz, cycle %u, %u packets", amount,
+                          kModeNames[mode], c.PackDataSize, c.PackDataCount, shape.format.type(),
+                          shape.format.rate(), c.cycle, c.packetCount);
+            e.worst = amount;
+            e.example = text;
+        }
+    }
+};
+
+// Steady packets of whole frames that fit; the cycle moves only when a room-full can't hold it.
+void checkVar(const Plan& run) {
+    const TransferConfig& c = run.c;
+    const uint32_t frame = run.shape.format.bytesPerFrame();
+    EXPECT_EQ(c.maxPacketBytes, c.fixedPacketBytes);
+    EXPECT_GT(c.fixedPacketBytes, 0u);
+    EXPECT_LE(c.fixedPacketBytes, c.PackDataSize);
+    EXPECT_EQ(c.fixedPacketBytes % frame, 0u);
+    if (run.mode == Var && c.cycle != kCycle) {
+        EXPECT_EQ(c.packetCount, c.PackDataCount);
+        EXPECT_EQ(c.fixedPacketBytes, c.PackDataSize / frame * frame);
+    }
+    // Frames of a cycle: at most one over (its bytes round up to a frame), short by under a frame per packet
+    // (each packet rounds down to whole frames) and the frames of one microsecond (a ceiled room-full cycle).
+    const double fr = run.shape.frameRate, pc = c.packetCount, planned = c.fixedPacketBytes / frame * pc;
+    const double wanted = fr * c.cycle / 1e6, slack = wanted * kFloat;
+    EXPECT_LE(planned, wanted + 1 + slack);
+    EXPECT_GT(planned, wanted - pc - fr / 1e6 - slack);
+    const double off = std::abs(planned - wanted) * 1e6 / c.cycle;
+    if (off > 1) run.note("VarMode frames per second off by over 1: whole frames per packet", off);
+}
+
+// A steady cycle of varying packets, planned in Q14 frames per packet over C / packetCount microseconds.
+void checkFix(const Plan& run) {
+    const TransferConfig& c = run.c;
+    const double B = run.shape.format.bytesPerSecond(), F = run.shape.format.bytesPerFrame();
+    const double C = c.cycle, pc = c.packetCount, size = c.PackDataSize, fr = run.shape.frameRate;
+    EXPECT_EQ(c.fixedPacketBytes, 0u);
+    EXPECT_EQ(c.cycle % 50, 0u);                             // the steps of 50 from a start on that grid
+    EXPECT_GE(pc * size, 1.03 * B * C / 1e6 * (1 - kFloat)); // the room holds 3% over the average
+    // The largest packet is the average plus 491/16,384 in whole frames; the room is counted in bytes, so a
+    // size that isn't whole frames may be passed by the rest of a frame, and no further.
+    EXPECT_LE(c.maxPacketBytes, std::ceil(size / F) * F);
+    EXPECT_GE(c.maxPacketBytes, c.framesQ14 / 16384.0 * F);
+    if (c.maxPacketBytes > size)
+        run.note("FixMode largest packet over the size (bytes): whole frames", c.maxPacketBytes - size);
+    // Frames per second: never over the rate; short only by the microseconds that C / packetCount drops
+    // and by the under 1/16,384 frame that each packet's Q14 count drops.
+    const double planned = c.framesQ14 * pc * 1e6 / C / 16384;
+    const double dropped = fr * (c.cycle % c.packetCount) / C, q14 = pc * 1e6 / C / 16384;
+    EXPECT_LE(planned, fr * (1 + 1e-12));
+    EXPECT_GE(planned, fr - dropped - q14 - 1e-6);
+    if (fr - planned > 1) {
+        run.note(dropped >= q14 ? "FixMode frames per second short by over 1: C / packetCount"
+                                : "FixMode frames per second short by over 1: Q14 per packet",
+                 fr - planned);
+    }
+}
+
+// The five calculations start from a cycle and never read limitCycle; the search and its fallback promise
+// the limit with margin, except where the fallback's Auto form gives the same short cycle at every start.
+void checkCycle(const Plan& run) {
+    const TransferConfig& c = run.c;
+    if (run.mode < Auto) {
+        EXPECT_LE(c.packetCount, c.PackDataCount);
+        EXPECT_LE(c.cycle, kCycle);
+        if (c.cycle < kLimit)
+            run.note("cycle before limitCycle (microseconds): the calculations don't read it",
+                     kLimit - c.cycle);
+        return;
+    }
+    if (c.cycle >= kShortest) return;
+    EXPECT_EQ(c.transferMode, TESSERA::FixMode);
+    // The fallback would step on for ever: the next start gives the same cycle.
+    TransferConfig next = c;
+    next.PackDataCount = 0xFFFF;
+    EXPECT_TRUE(next.configTransferFixAuto(kLimit + 50));
+    EXPECT_EQ(next.cycle, c.cycle);
+    run.note("configAuto cycle before the limit (microseconds): FixAuto gives it at every start",
+             kShortest - c.cycle);
+}
+
+TEST(TransferPlanTest, EveryFormatSizeAndCountKeepsThePlanPromises) {
+    Tally tally;
+    int runs = 0;
+    for (const Shape& shape : everyFormat()) {
+        for (uint16_t size : {uint16_t{1428}, uint16_t{8936}}) {
+            for (uint16_t count : {uint16_t{10}, uint16_t{0xFFFF}}) {
+                for (int mode = Fix; mode <= AutoVar; ++mode, ++runs) {
+                    TransferConfig c;
+                    c.format = shape.format;
+                    c.PackDataSize = size;
+                    c.PackDataCount = count;
+                    c.limitCycle = kLimit;
+                    const bool ok = plan(c, mode);
+                    const Plan run{shape, c, mode, tally};
+                    SCOPED_TRACE(testing::Message()
+                                 << kModeNames[mode] << " size " << size << " count " << count << " type 0x"
+                                 << std::hex << shape.format.type() << std::dec << " at "
+                                 << shape.format.rate() << " Hz: cycle " << c.cycle << ", " << c.packetCount
+                                 << " packets");
+                    if (!ok) {
+                        // Only Random may refuse: every other room is at least 14,280 bytes, and holds 50
+                        // microseconds of the fastest format (10,240 bytes).
+                        EXPECT_EQ(mode, Random);
+                        TransferConfig fix = c;
+                        EXPECT_TRUE(fix.configTransferFix(kCycle, 0));
+                        EXPECT_LE(fix.cycle, kRandomLimit);
+                        run.note("refused: the FixMode cycle is not after the random limit (microseconds "
+                                 "before it)",
+                                 kRandomLimit - fix.cycle);
+                        continue;
+                    }
+                    ASSERT_GT(c.cycle, 0u);
+                    ASSERT_GE(c.packetCount, 1);
+                    EXPECT_EQ(c.PackDataCount, count);
+                    EXPECT_EQ(c.transferMode, kModeResults[mode]);
+                    if (mode == Random) {
+                        EXPECT_EQ(c.randomLimit, kRandomLimit);
+                        EXPECT_GT(c.cycle, kRandomLimit);
+                    }
+                    checkCycle(run);
+                    if (c.transferMode == TESSERA::VarMode) {
+                        checkVar(run);
+                    } else {
+                        checkFix(run);
+                    }
+                }
+            }
+        }
+    }
+    std::printf("%d plans; refused or past a plain promise, by reason: count, modes, worst amount and case\n",
+                runs);
+    for (const auto& [reason, e] : tally) {
+        std::string modes;
+        for (const auto& m : e.modes)
+            modes += " " + m;
+        std::printf("  %s\n    %d in%s; worst %s\n", reason.c_str(), e.count, modes.c_str(),
+                    e.example.c_str());
+        RecordProperty(reason, e.count);
+    }
+}
+
+} // namespace
