@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Configures and builds one variant into build/<variant>: normal, address (ASan+UBSan), thread (TSan)
-# or fuzz (clang with libFuzzer). Extra arguments go to ninja (targets).
+# fuzz (clang with libFuzzer), release (GCC, as packagers build) or release-clang. Extra arguments go to ninja
+# (targets).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 variant=${1:-normal}
@@ -11,7 +12,9 @@ case "$variant" in
     address) args=(-DCMAKE_BUILD_TYPE=Debug -DTESSERA_SANITIZE=address -DTESSERA_BENCH=OFF) ;;
     thread)  args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSERA_SANITIZE=thread -DTESSERA_BENCH=OFF) ;;
     fuzz)    args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSERA_FUZZ=ON -DCMAKE_CXX_COMPILER=clang++) ;;
-    *) echo "build.sh: unknown variant $variant (normal, address, thread, fuzz)" >&2; exit 2 ;;
+    release) args=(-DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=g++) ;;
+    release-clang) args=(-DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=clang++) ;;
+    *) echo "build.sh: unknown variant $variant (normal, address, thread, fuzz, release, release-clang)" >&2; exit 2 ;;
 esac
 
 cmake -S . -B "build/$variant" -G Ninja -DTESSERA_WERROR=ON "${args[@]}" > /dev/null
