@@ -66,7 +66,11 @@ void WorkerLoop::run() {
 bool WorkerLoop::open() {
     const TransferProfile& first = sync.profiles[0];
     // Without a cycle or packets there is no schedule: the loop would send without pause.
-    if (first.cycle == 0 || first.packetCount == 0 || sync.profileCount < 1) {
+    bool fits = sync.profileCount >= 1 && sync.profileCount <= static_cast<int32_t>(sync.profiles.size());
+    // A steady packet larger than the data size would outgrow its slot and the path's MTU.
+    for (int32_t i = 0; fits && i < sync.profileCount; ++i)
+        fits = sync.profiles[static_cast<size_t>(i)].fixedPacketBytes <= sync.maxPacketSize;
+    if (first.cycle == 0 || first.packetCount == 0 || !fits) {
         BRINA::LogStream(3, "wth profile invalid");
         return false;
     }
