@@ -144,6 +144,8 @@ bool Sync::getProfile(const BRINA::IPAddress& to) {
 }
 
 bool Sync::getInfo(const BRINA::IPAddress& to, uint32_t latencyMicroseconds, bool nopBreak) {
+    // A negotiation that fails on the way leaves no capabilities of an earlier one behind.
+    pcmMask = dsdLsbMask = dsdMsbMask = StreamFormat();
     std::vector<uint8_t> answer;
     if (nopBreak && !sendAck(controlSocket, to, nopBreakRequest(), NOPBREAK_ANS, answer, kAckTimeout))
         return false;

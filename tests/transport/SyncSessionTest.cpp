@@ -214,6 +214,10 @@ TEST(SyncSessionTest, NegotiatesWhatTheTargetOffers) {
             ASSERT_TRUE(target->started) << r.name;
             session = std::make_unique<Sync>();
             ASSERT_TRUE(session->open(1, 10000, 0, "test host", 0x4152544e49555151ull)) << r.name;
+            // A failing row starts from the masks of an earlier negotiation, which it must not keep.
+            const bool earlier =
+                r.ok || TESTING::getInfoPatiently(*session, Target([](OutputConfig&) {}).control());
+            ASSERT_TRUE(earlier) << r.name;
             answered = session->getInfo(target->control(), r.latencyRequest, r.nopBreak);
             requests = target->requests();
             if (!triedAgain(requests, r.requests)) break;
@@ -221,10 +225,10 @@ TEST(SyncSessionTest, NegotiatesWhatTheTargetOffers) {
         Sync& sync = *session;
         EXPECT_EQ(answered, r.ok) << r.name;
         EXPECT_EQ(requests, r.requests) << r.name;
-        if (!r.ok) continue;
         EXPECT_EQ(sync.pcmMask, r.pcm) << r.name;
         EXPECT_EQ(sync.dsdLsbMask, r.lsb) << r.name;
         EXPECT_EQ(sync.dsdMsbMask, r.msb) << r.name;
+        if (!r.ok) continue;
         EXPECT_EQ(sync.maxPacketSize, r.size) << r.name;
         EXPECT_EQ(sync.maxPacketCount, r.count) << r.name;
         EXPECT_EQ(sync.target, target->control()) << r.name;
