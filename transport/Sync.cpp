@@ -9,6 +9,7 @@
 #include "transport/wire/SyncCommands.h"
 #include "transport/wire/SyncMessages.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace TESSERA {
@@ -16,6 +17,10 @@ namespace TESSERA {
 using namespace SyncMessages;
 
 namespace {
+
+constexpr uint32_t kIpUdpHeaders = 48; // IPv6 (40) and UDP (8) in front of every datagram
+// A payload of size bytes repeats in ((size + 25) AND 0xFFF8) bytes: size + 18, rounded up to 8.
+constexpr uint32_t kRepeatOverhead = 18;
 
 bool hasContent(const std::vector<uint8_t>& answer) {
     return answer.size() >= PacketHeader::kSize &&
@@ -93,7 +98,12 @@ void Sync::close() {
 void Sync::setDataSize(uint16_t mtu, uint16_t max) {
     // 0xFFF6 clears bit 3 as well as bit 0: an MTU of 1500 gives 1428, not 1432.
     // An MTU of 64 or less leaves no room for a packet: the size is 0, which every plan refuses.
-    maxPacketSize = mtu > 64 ? static_cast<uint16_t>((mtu - 64u) & 0xFFF6u) : uint16_t{0};
+    const uint32_t masked = mtu > 64 ? (mtu - 64u) & 0xFFF6u : 0u;
+    // The payload leaves room for the header, the pad and the 8 bytes a repeat may add, so that no datagram
+    // of the stream, new or repeated, is longer than the MTU less the IPv6 and UDP headers.
+    const uint32_t datagram = mtu > kIpUdpHeaders ? (mtu - kIpUdpHeaders) & 0xFFF8u : 0u;
+    const uint32_t repeatable = datagram > kRepeatOverhead ? datagram - kRepeatOverhead : 0u;
+    maxPacketSize = static_cast<uint16_t>(std::min(masked, repeatable));
     // A Target that reports an MTU of 0 gives nothing to divide by: the count then stays unlimited.
     maxPacketCount = (max == 0xFFFF || mtu == 0) ? uint16_t{0xFFFF} : static_cast<uint16_t>(max / mtu);
 }
@@ -134,6 +144,8 @@ bool Sync::getProfile(const BRINA::IPAddress& to) {
 }
 
 bool Sync::getInfo(const BRINA::IPAddress& to, uint32_t latencyMicroseconds, bool nopBreak) {
+    // A negotiation that fails on the way leaves no capabilities of an earlier one behind.
+    pcmMask = dsdLsbMask = dsdMsbMask = StreamFormat();
     std::vector<uint8_t> answer;
     if (nopBreak && !sendAck(controlSocket, to, nopBreakRequest(), NOPBREAK_ANS, answer, kAckTimeout))
         return false;

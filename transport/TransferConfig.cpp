@@ -59,11 +59,27 @@ uint64_t TransferConfig::cycleFor(uint32_t bytes) const {
     return static_cast<uint64_t>(std::ceil(1000000.0f / perMicrosecond));
 }
 
+uint64_t TransferConfig::framesQ14For(uint32_t cycleTime, uint32_t count) const {
+    return ((uint64_t{format.bytesPerSecond()} / format.bytesPerFrame()) << 14) * (cycleTime / count) /
+           1000000u;
+}
+
+// The frames of a packet plus 491 / 16,384 of them, whole frames: what the feedback can make of it at most.
+// In 64 bits: framesQ14 x 491 outgrows 32 bits from about 533 frames per packet.
+uint64_t TransferConfig::largestPacket(uint64_t q14) const {
+    return uint64_t{format.bytesPerFrame()} * ((q14 + ((q14 * 491u) >> 14) + 16383u) >> 14);
+}
+
 bool TransferConfig::configTransferFix(uint32_t start, uint32_t maxCount) {
     const uint32_t space = room(maxCount);
     if (space == 0 || !plannable(start)) return false;
     fixedPacketBytes = 0;
-    const auto fits = [&](uint32_t c) { return cycleBytes(c, true) < space; };
+    const uint32_t most = space / PackDataSize;
+    // The largest packet, after the feedback's 3%, fits the data size too: with the most packets it shrinks,
+    // so a cycle fits when the room holds it and its largest packet fits when spread over the most packets.
+    const auto fits = [&](uint32_t c) {
+        return cycleBytes(c, true) < space && largestPacket(framesQ14For(c, most)) <= PackDataSize;
+    };
     uint32_t c = start;
     if (!fits(c)) {
         // Shorter cycles never need more bytes, so halving finds the same first fitting step as walking down.
@@ -82,13 +98,22 @@ bool TransferConfig::configTransferFix(uint32_t start, uint32_t maxCount) {
         c = start - kStep * low;
     }
     const uint64_t bytes = cycleBytes(c, true);
-    const uint64_t frame = format.bytesPerFrame();
+    uint32_t count = static_cast<uint32_t>(bytes == 0 ? 1 : (bytes + PackDataSize - 1) / PackDataSize);
+    // One packet more, or a few, when the rounding to whole frames lets the largest packet outgrow the size.
+    uint32_t enough = most;
+    while (count < enough) {
+        const uint32_t mid = count + (enough - count) / 2;
+        if (largestPacket(framesQ14For(c, mid)) <= PackDataSize) {
+            enough = mid;
+        } else {
+            count = mid + 1;
+        }
+    }
     cycle = c;
-    packetCount = static_cast<uint16_t>(bytes == 0 ? 1 : (bytes + PackDataSize - 1) / PackDataSize);
-    const uint64_t q14 = ((uint64_t{format.bytesPerSecond()} / frame) << 14) * (c / packetCount) / 1000000u;
+    packetCount = static_cast<uint16_t>(count);
+    const uint64_t q14 = framesQ14For(c, count);
     framesQ14 = static_cast<uint32_t>(q14);
-    // In 64 bits: framesQ14 x 491 outgrows 32 bits from about 533 frames per packet.
-    maxPacketBytes = static_cast<uint32_t>(frame * ((q14 + ((q14 * 491u) >> 14) + 16383u) >> 14));
+    maxPacketBytes = static_cast<uint32_t>(largestPacket(q14));
     transferMode = FixMode;
     return true;
 }
@@ -123,25 +148,13 @@ bool TransferConfig::configTransferVarAuto(uint32_t start) {
     return autoCount(true, start);
 }
 
-// Grows the packet count until the cycle holds, or until a larger count gives the same cycle as the last.
+// The packet count grows until the cycle holds; a count that gives the same cycle as the one before ends the
+// search only once it is past PackDataCount, since below that one more packet may still lengthen the cycle by
+// less than a step. Once the cycle holds, a larger count plans the same packets, and past PackDataCount the
+// room no longer grows: either way the search ends on the plan of PackDataCount packets, worked out at once.
 bool TransferConfig::autoCount(bool var, uint32_t start) {
     if (PackDataSize == 0 || PackDataCount == 0) return false;
-    const auto run = [&](uint32_t count) {
-        return var ? configTransferVar(start, count) : configTransferFix(start, count);
-    };
-    uint32_t last = 0;
-    // Counts above PackDataCount no longer widen the room: one more repeats the last result or fails again.
-    for (uint32_t count = 1; count <= uint32_t{PackDataCount} + 1; ++count) {
-        if (run(count)) {
-            if (cycle == start) return true;
-            if (cycle == last) {
-                run(count - 1);
-                return true;
-            }
-        }
-        last = cycle;
-    }
-    return false;
+    return var ? configTransferVar(start, PackDataCount) : configTransferFix(start, PackDataCount);
 }
 
 bool TransferConfig::configTransferRandom(uint32_t limit, uint32_t start, uint32_t maxCount) {

@@ -57,6 +57,9 @@ private:
     uint32_t room(uint32_t maxCount) const;
     uint64_t cycleBytes(uint32_t cycleTime, bool margin) const;
     uint64_t cycleFor(uint32_t bytes) const;
+    // FixMode: frames per packet in Q14 for a cycle spread over count packets, and the largest such packet.
+    uint64_t framesQ14For(uint32_t cycleTime, uint32_t count) const;
+    uint64_t largestPacket(uint64_t q14) const;
 };
 
 } // namespace TESSERA

@@ -19,6 +19,11 @@ namespace {
 constexpr uint32_t kMostEmptyBlocks = 64; // blocks of 0 bytes in a row before a packet is padded instead
 constexpr uint32_t kShortWait = 100;      // microseconds; spun instead of slept under NOSHORTSLEEP
 
+// The session still wants the worker: close and connect let it go by storing Idle.
+bool stillWanted(const void* session) {
+    return static_cast<const Sync*>(session)->state.load() != Sync::Idle;
+}
+
 } // namespace
 
 WorkerLoop::WorkerLoop(Sync& session)
@@ -46,7 +51,7 @@ void WorkerLoop::run() {
             waited = nextSendTime - now;
             if ((mode & NOSHORTSLEEP) && waited <= kShortWait) continue;
             // The wait for the clock is also the wait for the Target: a datagram ends it early.
-            waitStatus = sync.controlSocket.wait(waited);
+            waitStatus = waitAtMost(waited);
             if (waitStatus == BRINA::Socket::WaitError) {
                 BRINA::LogStream(3, "wth udp wait error");
                 return;
@@ -66,7 +71,11 @@ void WorkerLoop::run() {
 bool WorkerLoop::open() {
     const TransferProfile& first = sync.profiles[0];
     // Without a cycle or packets there is no schedule: the loop would send without pause.
-    if (first.cycle == 0 || first.packetCount == 0 || sync.profileCount < 1) {
+    bool fits = sync.profileCount >= 1 && sync.profileCount <= static_cast<int32_t>(sync.profiles.size());
+    // A steady packet larger than the data size would outgrow its slot and the path's MTU.
+    for (int32_t i = 0; fits && i < sync.profileCount; ++i)
+        fits = sync.profiles[static_cast<size_t>(i)].fixedPacketBytes <= sync.maxPacketSize;
+    if (first.cycle == 0 || first.packetCount == 0 || !fits) {
         BRINA::LogStream(3, "wth profile invalid");
         return false;
     }
@@ -96,10 +105,11 @@ bool WorkerLoop::open() {
 
     std::vector<uint8_t> answer;
     if (!sendAck(sync.controlSocket, sync.target, SyncMessages::connectRequest(sync.sinkFormat), CONNECT_ANS,
-                 answer, kConnectTimeout)) {
+                 answer, kConnectTimeout, stillWanted, &sync)) {
         BRINA::LogStream(3, "wth CR send err");
         return false;
     }
+    if (!stillWanted(&sync)) return false; // let go while it asked: no stream, and nothing to say
     uint16_t streamPort = 0;
     if (answer.empty() ||
         !SyncMessages::readConnectAnswer(BRINA::BufferCS_const(answer), streamPort, targetInvert)) {
@@ -123,6 +133,16 @@ bool WorkerLoop::open() {
     lastReceiveTime = lastInfoTime = now;
     BRINA::LogStream(6, "redy to play loop start") << uint32_t{sync.playing.load()};
     return true;
+}
+
+int WorkerLoop::waitAtMost(uint32_t microseconds) {
+    // In slices, so that a session let go meanwhile holds the worker no longer than one of them.
+    for (;;) {
+        const uint32_t slice = std::min(microseconds, kAckSlice);
+        const int waited = sync.controlSocket.wait(slice);
+        microseconds -= slice;
+        if (waited != BRINA::Socket::WaitTimeout || microseconds == 0 || !stillWanted(&sync)) return waited;
+    }
 }
 
 void WorkerLoop::prefill() {

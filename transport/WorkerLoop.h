@@ -47,6 +47,8 @@ private:
     bool receive(uint32_t now);
     bool streamInfo(BRINA::BufferCS_const message);
     void closingExchange();
+    // The socket's wait, ended early as well when the session lets the worker go (Idle).
+    int waitAtMost(uint32_t microseconds);
     const TransferProfile& profile() const { return sync.profiles[currentProfile]; }
     PacketSlot& slot(uint16_t sequence) { return ring[sequence & ringMask]; }
 

@@ -85,7 +85,8 @@ void WorkerLoop::closingExchange() {
     const Packet request = SyncMessages::disconnectRequest();
     for (uint32_t i = 0; i < kDisconnectTries; ++i) {
         if (!sync.controlSocket.send(request.data(), request.size(), true)) break;
-        const int waited = sync.controlSocket.wait(kDisconnectTimeout);
+        const int waited = waitAtMost(kDisconnectTimeout);
+        if (sync.state.load() == Sync::Idle) return; // let go by close: it doesn't wait for the answer
         if (waited == BRINA::Socket::WaitError) break;
         if (waited == BRINA::Socket::WaitTimeout) continue;
         BRINA::IPAddress from;

@@ -173,9 +173,9 @@ TEST(TransferConfigTest, AutoFallsBackAndRestoresTheCount) {
         {"forced count", cd, 1428, 0x04, 900, 0, 0, true, false, 9000, TESSERA::FixMode},
         {"var inverted bounds", cd, 1428, 0x02, 900, 850, 0, true, true, 450, TESSERA::VarMode},
         {"no packet size", cd, 0, 0, 0, 0, 1000, false, true, 0, TESSERA::VarMode},
-        // A one-byte packet: the longest cycle that 65,535 bytes hold stays short of the limit at every
-        // start, so the fallback keeps it instead of stepping on for ever.
-        {"cannot reach limit", dsd512x8, 1, 0, 0, 0, 0, true, true, 50, TESSERA::FixMode},
+        // A one-byte packet: the longest cycle that 65,535 bytes hold, 300 microseconds, stays short of the
+        // limit at every start, so the fallback keeps it instead of stepping on for ever.
+        {"cannot reach limit", dsd512x8, 1, 0, 0, 0, 0, true, true, 300, TESSERA::FixMode},
     };
     for (const auto& r : rows) {
         TESTING::LogCapture log(6);

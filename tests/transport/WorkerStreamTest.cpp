@@ -223,6 +223,16 @@ TEST(WorkerStreamTest, RefusedStreamLeavesTheSessionIdle) {
     EXPECT_TRUE(waitForIdle(session));
     EXPECT_TRUE(capture.contains("wth profile invalid"));
 
+    // A Target that never answers CONNECT_REQ holds the worker in its tries of ten seconds; close lets it go.
+    Target silent([](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::Silent; });
+    SignalSession asking;
+    ASSERT_TRUE(prepare(asking, silent) && asking.connect());
+    std::this_thread::sleep_for(300ms);
+    const auto closing = std::chrono::steady_clock::now();
+    asking.close();
+    EXPECT_LT(secondsSince(closing), 0.2);
+    EXPECT_EQ(asking.state.load(), Sync::Idle);
+
     // Without a format nothing starts, and there is nothing to wait for.
     Sync bare;
     EXPECT_FALSE(bare.connect());

@@ -169,6 +169,10 @@ void OutputControl::handleConnect(BufferCS_const message, const IPAddress& from)
     readConnectRequest(message, format);
     const std::string what =
         "CONNECT_REQ " + FormatText::describe(format) + " from " + from.toStringWithPort();
+    if (cfg.refuseConnect == OutputConfig::Refusal::Silent) {
+        log.line(what + ": not answered");
+        return;
+    }
     if (cfg.refuseConnect == OutputConfig::Refusal::Echo) {
         log.line(what + ": refused by echo");
         socket.sendTo(from, message.data, message.size, true);

@@ -29,6 +29,7 @@ struct StreamReport {
     bool closedByTarget = false;  // the Target ended the stream with DSICONNECT_ANS (close, or a fault)
     bool hostSilent = false;      // nothing came from the Host for 2 s, so the stream ended
     uint64_t droppedByFaults = 0; // STREAM_DATA datagrams dropped by the configured loss and bursts
+    uint32_t largestDatagram = 0; // bytes of the longest STREAM_DATA datagram from the Host, new or repeated
     VerifierResult verifier;      // the test signal check
     bool bitPerfect() const { return verifier.bitPerfect() && gapsNeverFilled == 0; }
     std::string toJson() const;

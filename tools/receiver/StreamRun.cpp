@@ -136,6 +136,8 @@ void StreamRun::receiveAll(uint64_t now) {
         }
         lastHeardUs = now;
         const bool streamData = PacketHeader(buffer.data()).command() == TW::STREAM_DATA;
+        if (streamData)
+            counts.largestDatagram = std::max(counts.largestDatagram, static_cast<uint32_t>(buffer.size()));
         // A copy of the datagram's own size: the receive buffer spans the largest datagram.
         faults.arrive(std::vector<uint8_t>(buffer.begin(), buffer.end()), streamData, now);
     }

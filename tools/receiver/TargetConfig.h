@@ -44,7 +44,8 @@ struct OutputConfig {
     uint16_t bytesPerCycle = 15000;
     bool answerProfile = true;
     uint16_t profileMin = 0, profileMax = 0, profileFlags = 0; // 10 us units
-    enum class Refusal { None, Echo, NoContent } refuseConnect = Refusal::None;
+    // CONNECT_REQ: answered, refused by an echo or by an answer without content, or left unanswered.
+    enum class Refusal { None, Echo, NoContent, Silent } refuseConnect = Refusal::None;
     bool invertAtStart = false;   // CONNECT_ANS asks for inverted phase
     uint32_t invertAtMs = 0;      // ask for inverted phase from this time into the stream (0: never)
     uint8_t feedbackKind = 3;     // 3: buffer level against target level; 1 and 2 the other forms; 0 none
