@@ -11,8 +11,8 @@ namespace TESSERA {
 //   2^31, which converts exactly.
 // - DSD 1-bit: the same tone through a second-order sigma-delta modulator per channel, 32 samples per word.
 // - DSD 4-bit and unknown kinds: the hash bytes.
-// A frame that would come out as silence gets its first byte's lowest bit flipped, so silence never
-// occurs inside the signal.
+// A frame that would come out as silence or its complement gets its first byte's lowest bit flipped, so
+// neither occurs inside the signal: complemented silence is how silence arrives in inverted phase.
 
 namespace {
 
@@ -150,10 +150,12 @@ void TestSignal::render(uint64_t first, uint32_t count, uint8_t* out) {
                 putLE(sample, hash(frame, c), width);
             }
         }
-        bool silent = true;
-        for (uint32_t i = 0; i < frameBytes && silent; ++i)
-            silent = at[i] == mute;
-        if (silent && frameBytes) at[0] ^= 1;
+        bool silent = true, silentInverted = true;
+        for (uint32_t i = 0; i < frameBytes && (silent || silentInverted); ++i) {
+            silent = silent && at[i] == mute;
+            silentInverted = silentInverted && at[i] == static_cast<uint8_t>(~mute);
+        }
+        if ((silent || silentInverted) && frameBytes) at[0] ^= 1;
     }
     if (dsd1) nextFrame = first + count;
 }
