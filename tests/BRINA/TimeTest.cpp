@@ -39,10 +39,4 @@ TEST(TimeTest, ClockStaysMonotonicAcrossTheWrap) {
     BRINA::setMicrosecondOffset(0);
 }
 
-TEST(TimeTest, SleepTakesAtLeastItsTime) {
-    const uint32_t start = BRINA::nowMicroseconds();
-    BRINA::sleepMilliseconds(5);
-    EXPECT_GE(BRINA::nowMicroseconds() - start, 5000u);
-}
-
 } // namespace
