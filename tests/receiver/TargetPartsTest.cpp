@@ -1,8 +1,10 @@
 // The Target's parts whose numbers a stream can't pin down: the feedback words at their limits, the
-// play-out clock's drift, the arrival jitter's percentiles and the back-off of resend requests.
+// play-out clock's drift, the arrival jitter's percentiles, repeats of held packets and resend back-off.
 #include "tools/receiver/ArrivalJitter.h"
+#include "tools/receiver/Capabilities.h"
 #include "tools/receiver/FeedbackWords.h"
 #include "tools/receiver/PlayoutClock.h"
+#include "tools/receiver/ReceiveWindow.h"
 #include "tools/receiver/ResendTracker.h"
 #include "transport/wire/FeedbackValue.h"
 
@@ -104,6 +106,44 @@ TEST(TargetPartsTest, ResendRequestsBackOffCoverLaterGapsAndGiveUp) {
         EXPECT_EQ(tracker.poll(s.gap, s.first, s.since, s.now), s.expected) << s.now;
         if (s.expected == Action::Ask) tracker.asked(s.now);
     }
+}
+
+TEST(TargetPartsTest, ReceiveWindowHoldsGapsAcrossTheWrapAndKnowsRepeats) {
+    using Arrival = ReceiveWindow::Arrival;
+    std::vector<int> order; // each packet carries the low byte of its number
+    ReceiveWindow window([&](BRINA::BufferCS_const audio) { order.push_back(audio.data[0]); });
+    const struct {
+        uint16_t sequence;
+        uint64_t now;
+        Arrival expected;
+    } rows[] = {
+        // clang-format off
+        {65533, 100, Arrival::InOrder}, {0, 300, Arrival::Held}, {65535, 200, Arrival::Held}, {0, 0, Arrival::Repeat}, {65533, 0, Arrival::Repeat},
+        {3, 400, Arrival::Held}, {20000, 0, Arrival::OutOfRange}, {65534, 0, Arrival::InOrder}, {2, 400, Arrival::Held}, {2, 0, Arrival::Repeat},
+        // clang-format on
+    };
+    for (const auto& r : rows) {
+        const uint8_t byte = static_cast<uint8_t>(r.sequence);
+        EXPECT_EQ(window.accept(r.sequence, BRINA::BufferCS_const(&byte, 1), r.now), r.expected)
+            << r.sequence;
+    }
+    EXPECT_EQ(window.firstGapSince(), 400u);
+    EXPECT_EQ(window.skipFirstGap(), 1u); // 1 given up: 2 and 3 go on
+    EXPECT_EQ(order, (std::vector<int>{0xFD, 0xFE, 0xFF, 0, 2, 3}));
+}
+
+// Masks given as raw words: the overview's bit-order bits follow the masks that exist, not the words.
+TEST(TargetPartsTest, OverviewBitOrdersFollowTheMasks) {
+    const struct {
+        Capabilities caps;
+        uint32_t type, rate;
+    } rows[] = {
+        // clang-format off
+        {{{}, StreamFormat(0x02C10002, 0x0202), {}}, 0x02D10002, 0x0202}, {{{}, {}, StreamFormat(0x02F10002, 0x0202)}, 0x02E10002, 0x0202}, {{}, 0, 0},
+        // clang-format on
+    };
+    for (const auto& r : rows)
+        EXPECT_EQ(r.caps.overview(), StreamFormat(r.type, r.rate)) << std::hex << r.type;
 }
 
 } // namespace
