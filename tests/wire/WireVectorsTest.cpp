@@ -60,13 +60,9 @@ TEST(WireVectorsTest, EachSideBuildsTheBytesTheOtherReads) {
     TW::StreamData data;
     SM::StreamInfo info;
     const StreamFormat pcm32(0x0802, 0x000A), mask(0x12345678, 0x9ABCDEF0);
-    const struct {
-        const char* what;
-        std::optional<Packet> built; // none: only read, no code of ours sends it
-        const char* bytes;
-        std::function<bool(In)> reads;
-    } rows[] = {
-        // clang-format off
+    // clang-format off
+    // built: none when only read, no code of ours sends it; reads: none when no code of ours reads it.
+    const struct { const char* what; std::optional<Packet> built; const char* bytes; std::function<bool(In)> reads; } rows[] = {
         // The Host's requests, read by the Target.
         {"DSICONNECT_REQ", SM::disconnectRequest(), "64 00 10 00 0C", [](In m) { return TW::readDisconnectRequest(m); }},
         {"FORMAT_REQ overview", SM::formatRequest(SM::kFormatOverview), "64 00 10 00 04", [&](In m) { return TW::readFormatRequest(m, u) && u == 0; }},
@@ -105,7 +101,6 @@ TEST(WireVectorsTest, EachSideBuildsTheBytesTheOtherReads) {
         {"CONNECT_ANS normal", TW::connectAnswer(0xD431, false), "64 00 10 00 09 00 81 01 31 D4", [&](In m) { return SM::readConnectAnswer(m, a, on = true) && a == 0xD431 && !on; }},
         {"CONNECT_ANS inverted", TW::connectAnswer(0xD431, true), "64 00 10 00 09 00 01 01 31 D4", [&](In m) { return SM::readConnectAnswer(m, a, on) && a == 0xD431 && on; }},
         {"CONNECT_ANS PhaseValid alone", {}, "64 00 10 00 09 00 80 00 50 C3", [&](In m) { return SM::readConnectAnswer(m, a, on = true) && a == 50000 && !on; }},
-        {"CONNECT_ANS PhaseNormal with PhaseValid", {}, "64 00 10 00 09 00 81 01 50 C3", [&](In m) { return SM::readConnectAnswer(m, a, on = true) && !on; }},
         {"CONNECT_ANS other bits around PhaseValid", {}, "64 00 10 00 09 00 7F 01 50 C3", [&](In m) { return SM::readConnectAnswer(m, a, on = false) && on; }},
         {"CONNECT_ANS all but PhaseValid", {}, "64 00 10 00 09 00 7F FE 50 C3", [&](In m) { return SM::readConnectAnswer(m, a, on = true) && !on; }},
         {"CONNECT_ANS refusal", TW::connectRefusal(), "64 00 10 00 09", nullptr},
@@ -120,8 +115,8 @@ TEST(WireVectorsTest, EachSideBuildsTheBytesTheOtherReads) {
         {"STREAM_INFO resend", TW::resendRequest(0xFFFE, 3, false), "64 00 10 00 0B 00 88 01 00 00 FE FF 03", [&](In m) { return SM::readStreamInfo(m, info) && info.resend && info.resendFrom == 0xFFFE && info.resendNote == 3 && !info.invert && info.feedback.kind == FeedbackValue::None; }},
         {"STREAM_INFO feedback inverted", TW::feedback(0, 150, 100, true), "64 00 10 00 0B 00 00 01 00 00 96 00 64", [&](In m) { return SM::readStreamInfo(m, info) && !info.resend && info.invert && info.feedback.kind == FeedbackValue::Ratio && info.feedback.value == 8192; }},
         {"DSICONNECT_ANS", TW::disconnectAnswer(), "64 00 10 00 0D 00 01 00", nullptr},
-        // clang-format on
     };
+    // clang-format on
     for (const auto& r : rows) {
         EXPECT_EQ(r.built ? bytesOf(*r.built) : hex(r.bytes), hex(r.bytes)) << r.what;
         EXPECT_TRUE(!r.reads || r.reads(In(hex(r.bytes)))) << r.what;
@@ -144,23 +139,18 @@ TEST(WireVectorsTest, ProbeAtTheDefaultMtuWrapsItsBytesAndSum) {
 }
 
 TEST(WireVectorsTest, PayloadSizeSetsSizeFieldAndZeroPadding) {
-    const struct {
-        uint32_t payload;
-        uint16_t sizeField;
-        uint32_t size;
-    } rows[] = {{0, 0x0010, 16}, {1, 31, 24},     {5, 0x001B, 24},
-                {8, 0x0018, 24}, {9, 0x0027, 32}, {65512, 0xFFF8, 65528}};
+    // clang-format off
+    const struct { uint32_t payload; uint16_t sizeField; uint32_t size; } rows[] = {{0, 0x0010, 16}, {1, 31, 24}, {5, 0x001B, 24}, {8, 0x0018, 24}, {9, 0x0027, 32}, {65512, 0xFFF8, 65528}};
+    // clang-format on
     for (const auto& r : rows) {
         Packet p(4);
         ASSERT_TRUE(p.setPayloadSize(r.payload)) << r.payload;
         p.writeHeader();
-        EXPECT_EQ(p.header().sizeField(), r.sizeField) << r.payload;
-        EXPECT_EQ(p.size(), r.size) << r.payload;
+        EXPECT_TRUE(p.header().sizeField() == r.sizeField && p.size() == r.size) << r.payload;
         EXPECT_EQ(Packet::payloadSize(p.datagram()), r.payload);
     }
     Packet tooLong(4);
-    EXPECT_FALSE(tooLong.setPayloadSize(65513));
-    EXPECT_EQ(tooLong.size(), 16u);
+    EXPECT_TRUE(!tooLong.setPayloadSize(65513) && tooLong.size() == 16u);
     Packet p(10); // padding is zero even over bytes of a longer payload before
     ASSERT_TRUE(p.setPayloadSize(24));
     std::fill(p.payload(), p.payload() + 24, 0xFF);
@@ -171,24 +161,19 @@ TEST(WireVectorsTest, PayloadSizeSetsSizeFieldAndZeroPadding) {
 }
 
 TEST(WireVectorsTest, ValidityAtItsEdges) {
-    const struct {
-        uint32_t length;
-        const char* head;
-        bool valid;
-        uint16_t payload;
-    } rows[] = {
-        // clang-format off
+    // clang-format off
+    const struct { uint32_t length; const char* head; bool valid; uint16_t payload; } rows[] = {
         {0, "", false, 0}, {15, "64 00 10 00", false, 0}, {16, "64 00 18 00", false, 0}, {32, "64 00 18 00", true, 8},
         {24, "64 00 10 00", true, 0}, {24, "64 00 1F 00", true, 1}, {24, "64 00 20 00", false, 0}, {16, "64 00 07 00", true, 0},
         {16, "65 00 10 00", false, 0}, {16, "00 64 10 00", false, 0}, {65528, "64 00 F8 FF", true, 65512}, {65527, "64 00 F8 FF", false, 0},
-        // clang-format on
     };
+    // clang-format on
     for (const auto& r : rows) {
         Bytes d(r.length, 0xAB);
         const Bytes head = hex(r.head);
         std::copy(head.begin(), head.begin() + std::min<size_t>(4, r.length), d.begin());
-        EXPECT_EQ(Packet::isValid(In(d)), r.valid) << r.length << " " << r.head;
-        EXPECT_EQ(Packet::payloadSize(In(d)), r.payload) << r.length << " " << r.head;
+        EXPECT_TRUE(Packet::isValid(In(d)) == r.valid && Packet::payloadSize(In(d)) == r.payload)
+            << r.length << " " << r.head;
         if (r.valid || r.length < 16) continue;
         d[4] = DSICONNECT_REQ, d[5] = 0; // as a closing request, the Target refuses what isn't a message
         EXPECT_FALSE(TW::readDisconnectRequest(In(d))) << r.length << " " << r.head;
@@ -202,41 +187,39 @@ TEST(WireVectorsTest, TextsGoInAndOutAsRawBytesWithin1500Bytes) {
         Packet p(0x11);
         ASSERT_TRUE(p.setText(text)) << text.size();
         std::string back = "stale";
-        ASSERT_TRUE(Packet::readText(p.datagram(), back));
-        EXPECT_EQ(back, text);
+        EXPECT_TRUE(Packet::readText(p.datagram(), back) && back == text) << text.size();
     }
     EXPECT_FALSE(Packet(0x11).setText(std::string(Packet::kMaxPayload + 1, 't')));
     const std::string exact(1480, 'x');
     // An e-acute (C3 A9) across the cut at 1,480 bytes goes whole or not at all.
     const std::string split = std::string(1479, 'a') + "\xC3\xA9" + std::string(600, 'b');
-    const struct {
-        std::string text, sent;
-    } rows[] = {{exact, exact}, {exact + "y", exact}, {split, std::string(1479, 'a')}};
+    // clang-format off
+    const struct { std::string text, sent; } rows[] = {{exact, exact}, {exact + "y", exact}, {split, std::string(1479, 'a')}};
+    // clang-format on
     for (const auto& r : rows) {
         for (const Packet& p : {TW::infoAnswer(r.text), TW::targetLogLine(r.text), TW::findAnswer(0, r.text),
                                 TW::outputAnswer(1, 1, r.text)}) {
             std::string text;
-            EXPECT_TRUE(Packet::readText(p.datagram(), text));
-            EXPECT_EQ(text, r.sent) << p.header().command();
+            EXPECT_TRUE(Packet::readText(p.datagram(), text) && text == r.sent) << p.header().command();
         }
     }
 }
 
 TEST(WireVectorsTest, FeedbackKindsAndValuesAtTheirBoundaries) {
     // word8, word10, word12, kind, value
+    // clang-format off
     const int rows[][5] = {
-        // clang-format off
         {0x8001, 0, 0, 2, 1}, {0xC000, 0, 0, 2, -16384}, {0xBFFF, 0, 0, 2, 16383}, {0xFFFF, 0, 0, 2, -1}, // signed 15 bits, bit 14 copied
         {0x8001, 150, 100, 2, 1}, {0x2000, 150, 100, 1, 0}, // kinds 2 and 1 are tried before kind 3
         {0x3000, 0, 0, 1, 8192}, {0x0001, 0, 0, 1, -16382}, {0x5FFF, 0, 0, 1, 32766}, {0x6000, 0, 0, 1, -32768}, {0x7FFF, 0, 0, 1, -16386},
         {0, 150, 100, 3, 8192}, {0, 50, 100, 3, -8192}, {0, 1, 3, 3, -10922}, {0, 5, 3, 3, 10922}, {0, 65535, 32768, 3, 16383},
         {0, 3, 1, 3, -32768}, {0, 65535, 1, 3, -32768}, {0, 0, 0, 0, 0}, {0, 100, 0, 0, 0},
-        // clang-format on
     };
+    // clang-format on
     for (const auto& r : rows) {
         const FeedbackValue f = FeedbackValue::decode(uint16_t(r[0]), uint16_t(r[1]), uint16_t(r[2]));
-        EXPECT_EQ(static_cast<int>(f.kind), r[3]) << r[0] << " " << r[1] << " " << r[2];
-        EXPECT_EQ(f.value, r[4]) << r[0] << " " << r[1] << " " << r[2];
+        EXPECT_TRUE(static_cast<int>(f.kind) == r[3] && f.value == r[4])
+            << r[0] << " " << r[1] << " " << r[2];
     }
 }
 
