@@ -77,10 +77,8 @@ TEST(ReportJsonTest, BrokenTextsAreRefusedWithTheReason) {
     negative.replace(negative.find("\"packets\": 10031"), 16, "\"packets\": -4");
     std::string badFlag = good;
     badFlag.replace(badFlag.find("\"finalSeen\": true"), 17, "\"finalSeen\": yes");
-    const struct {
-        std::string text;
-        const char* error;
-    } rows[] = {
+    // clang-format off
+    const struct { std::string text; const char* error; } rows[] = {
         {"", "broken JSON near byte 0"},
         {good.substr(0, good.size() - 1), "broken JSON"},
         {good + "{", "broken JSON"},
@@ -89,6 +87,7 @@ TEST(ReportJsonTest, BrokenTextsAreRefusedWithTheReason) {
         {negative, "\"packets\" is not a whole number"},
         {badFlag, "\"finalSeen\" is not true or false"},
     };
+    // clang-format on
     for (const auto& row : rows) {
         StreamReport report;
         std::string error;
@@ -124,37 +123,15 @@ TEST(ReportJsonTest, WordsFollowTheReport) {
     StreamReport music = sample();
     music.verifier.matched = 0;
     music.verifier.differed = 95920;
-    const struct {
-        StreamReport report;
-        std::vector<const char*> lines;
-    } rows[] = {
-        {clean,
-         {"  Result     BIT-PERFECT: all 1920000 frames of the test signal arrived unchanged\n",
-          "  Audio      PCM 24-bit 192000 Hz 2 ch for 10.0 s: 1926000 frames in 10031 packets\n",
-          "(the first 6000 frames were silence",
-          "  Losses     19 resend requests; 17 packets came a second time; 0 gaps were never filled (the "
-          "Target "
-          "dropped 19 packets on purpose",
-          "by 12 us or less for half of them,\n", "310 us or less for 99 in 100, and 2041 us at most\n",
-          "  Buffer     the Target held 41.5 to 55.1 ms of audio waiting to play, 49.2 ms on average\n",
-          "  Underruns  none", "  Foreign    3 datagrams", "  End        the Host marked its last packet"}},
-        {damaged,
-         {"  Result     NOT bit-perfect: 1920000 frames arrived unchanged, 88 went missing in 2 lost "
-          "packets\n",
-          "2 gaps were never filled", "  Underruns  4: the Target's play-out ran dry",
-          "  End        the Host fell silent"}},
-        {asked,
-         {"  Result     BIT-PERFECT: all 1920000 frames of the test signal arrived intact, 1320000 of them "
-          "inverted in phase as the Target asked\n",
-          "  Phase      the Target asked for inverted phase at frame 606000, and the audio turned "
-          "inverted at frame 606441\n"}},
-        {unasked,
-         {"  Result     NOT bit-perfect: 0 frames arrived unchanged, 1920000 came inverted in phase "
-          "(from frame 0); the phase was not the one the Target asked for\n",
-          "  Phase      the Target did not ask for inverted phase; 1926000 frames came inverted that "
-          "the Target never asked for (the first at frame 0)\n"}},
+    // clang-format off
+    const struct { StreamReport report; std::vector<const char*> lines; } rows[] = {
+        {clean, {"  Result     BIT-PERFECT: all 1920000 frames of the test signal arrived unchanged\n", "  Audio      PCM 24-bit 192000 Hz 2 ch for 10.0 s: 1926000 frames in 10031 packets\n", "(the first 6000 frames were silence", "  Losses     19 resend requests; 17 packets came a second time; 0 gaps were never filled (the Target dropped 19 packets on purpose", "by 12 us or less for half of them,\n", "310 us or less for 99 in 100, and 2041 us at most\n", "  Buffer     the Target held 41.5 to 55.1 ms of audio waiting to play, 49.2 ms on average\n", "  Underruns  none", "  Foreign    3 datagrams", "  End        the Host marked its last packet"}},
+        {damaged, {"  Result     NOT bit-perfect: 1920000 frames arrived unchanged, 88 went missing in 2 lost packets\n", "2 gaps were never filled", "  Underruns  4: the Target's play-out ran dry", "  End        the Host fell silent"}},
+        {asked, {"  Result     BIT-PERFECT: all 1920000 frames of the test signal arrived intact, 1320000 of them inverted in phase as the Target asked\n", "  Phase      the Target asked for inverted phase at frame 606000, and the audio turned inverted at frame 606441\n"}},
+        {unasked, {"  Result     NOT bit-perfect: 0 frames arrived unchanged, 1920000 came inverted in phase (from frame 0); the phase was not the one the Target asked for\n", "  Phase      the Target did not ask for inverted phase; 1926000 frames came inverted that the Target never asked for (the first at frame 0)\n"}},
         {music, {"  Result     not checked: the audio was not the test signal"}},
     };
+    // clang-format on
     for (const auto& row : rows) {
         const std::string text = TESSERA::ReportWords::text(row.report);
         for (const char* line : row.lines)
