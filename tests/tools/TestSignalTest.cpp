@@ -194,10 +194,13 @@ TEST(TestSignalTest, FilesDescribeTheirAudio) {
             return file[at] | file[at + 1] << 8 | file[at + 2] << 16 | uint32_t(file[at + 3]) << 24;
         };
         auto u16 = [&](size_t at) { return uint16_t(file[at] | file[at + 1] << 8); };
-        // Sizes of the RIFF and data chunks, WAVE_FORMAT_EXTENSIBLE, channels, rate, bits, sub-format.
-        EXPECT_EQ((std::vector<uint64_t>{u32(4), u32(64), u16(20), u16(22), u32(24), u16(34), u16(44)}),
-                  (std::vector<uint64_t>{60 + audio.size(), audio.size(), 0xFFFE, 2, r.format.rate(),
-                                         r.format.bytesPerSample() * 8u, r.subFormat}));
+        // RIFF and data sizes, WAVE_FORMAT_EXTENSIBLE, channels, rate, bytes a second and a frame, bits (also
+        // valid), front left and right, sub-format
+        const uint32_t width = r.format.bytesPerSample(), rate = r.format.rate();
+        EXPECT_EQ((std::vector<uint64_t>{u32(4), u32(64), u16(20), u16(22), u32(24), u32(28), u16(32),
+                                         u16(34), u16(38), u32(40), u16(44)}),
+                  (std::vector<uint64_t>{60 + audio.size(), audio.size(), 0xFFFE, 2, rate, rate * width * 2,
+                                         width * 2, width * 8, width * 8, 3, r.subFormat}));
         EXPECT_TRUE(std::equal(audio.begin(), audio.end(), file.begin() + 68));
     }
     std::remove(path.c_str());
