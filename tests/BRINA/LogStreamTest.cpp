@@ -1,6 +1,5 @@
 #include "BRINA/LogStream.h"
 #include "BRINA/LogSink.h"
-#include "tests/support/LogCapture.h"
 
 #include "tests/support/AllocationCounter.h"
 
@@ -57,17 +56,6 @@ TEST_F(LogStreamTest, ValuesAppendInTheirFormatsAndStringsThatDontFitAreLeftOut)
     s << "more" << 123;
     EXPECT_EQ(s.buffer()->length, 2047u);
     EXPECT_EQ(s.buffer()->text[2047], '\0');
-}
-
-TEST_F(LogStreamTest, FinishedLinesReachTheSinkWithFacilityInPriority) {
-    TESTING::LogCapture capture(6);
-    LogStream(6, "start SPEED=") << uint32_t{44100};
-    LogStream(7, "too detailed");
-    LogStream(3, "an error");
-    const auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_TRUE(lines[0].substr(0, 5) == "<134>" && lines[1].substr(0, 5) == "<131>");
-    EXPECT_EQ(capture.messages(), (std::vector<std::string>{"start SPEED=44100", "an error"}));
 }
 
 } // namespace

@@ -245,11 +245,8 @@ TEST(StreamReceiverTest, FeedbackOfEachKindForAKnownLevel) {
 }
 
 TEST(StreamReceiverTest, PhaseBitsFromTheStartOrFromAMomentIntoTheStream) {
-    const struct {
-        bool atStart;
-        uint32_t atMs;
-        uint16_t connect, first, later;
-    } rows[] = {{false, 400, 0x0181, 0x0180, 0x0100}, {true, 0, 0x0101, 0x0100, 0x0100}};
+    // clang-format off
+    const struct { bool atStart; uint32_t atMs; uint16_t connect, first, later; } rows[] = {{false, 400, 0x0181, 0x0180, 0x0100}, {true, 0, 0x0101, 0x0100, 0x0100}};
     // clang-format on
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << "invert at start " << row.atStart << ", at " << row.atMs << " ms");
