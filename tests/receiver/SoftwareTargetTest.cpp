@@ -37,6 +37,10 @@ TargetConfig twoOutputs() {
     config.discoveryPort = 0;
     config.outputs = {output("Left"), output("Right")};
     config.outputs[0].protocolVersion = 3;
+    config.infoText = "at [myaddress] today";
+    config.outputs[0].hardwareLatency = 10;
+    config.outputs[1].hardwareLatency = 7;
+    config.outputs[1].latency = 40;
     return config;
 }
 
@@ -72,7 +76,7 @@ protected:
     std::unique_ptr<SoftwareTarget> target;
 };
 
-TEST_F(SoftwareTargetTest, FindOutputAndFormatAnswers) {
+TEST_F(SoftwareTargetTest, AnswersToDiscoveryAndControlAndWhatItDrops) {
     ASSERT_NO_FATAL_FAILURE(start(twoOutputs()));
     IPAddress from;
     const Bytes answer = host.ask(discovery(), Packet(FIND_REQ), &from);
@@ -113,12 +117,6 @@ TEST_F(SoftwareTargetTest, FindOutputAndFormatAnswers) {
                     headerOf(answer).flags() == PacketFlag::HasContent);
         EXPECT_EQ(headerOf(answer).value64(), r.value) << std::hex << r.selector;
     }
-}
-
-TEST_F(SoftwareTargetTest, InfoAndHostGreetings) {
-    TargetConfig config = twoOutputs();
-    config.infoText = "at [myaddress] today";
-    ASSERT_NO_FATAL_FAILURE(start(config));
     const Bytes info = host.ask(discovery(), Packet(INFO_REQ));
     EXPECT_TRUE(headerOf(info).command() == INFO_ANS && headerOf(info).flags() == PacketFlag::HasContent);
     EXPECT_EQ(textOf(info), "at [myaddress] today");
@@ -134,21 +132,13 @@ TEST_F(SoftwareTargetTest, InfoAndHostGreetings) {
     EXPECT_EQ(headerOf(host.ask(control(1), SM::syncHostRequest(42, "mixer"))).command(), SYNCHOST_ANS);
     status = target->status();
     EXPECT_TRUE(status.hostName == "mixer" && status.hostProduct == 42u) << status.hostName;
-}
-
-TEST_F(SoftwareTargetTest, LatencyFollowsTheRequestUnlessFixed) {
-    TargetConfig config = twoOutputs();
-    config.outputs[0].hardwareLatency = 10;
-    config.outputs[1].hardwareLatency = 7;
-    config.outputs[1].latency = 40;
-    ASSERT_NO_FATAL_FAILURE(start(config));
     // clang-format off
-    const struct { size_t output; uint16_t requested, latency, hardware; } rows[] = {
+    const struct { size_t output; uint16_t requested, latency, hardware; } latencies[] = {
         {0, 0, 0, 10}, {0, 25, 25, 10}, {0, 0, 25, 10}, // the last request stays agreed
         {1, 0, 40, 7}, {1, 25, 40, 7},                  // a fixed latency doesn't follow
     };
     // clang-format on
-    for (const auto& r : rows) {
+    for (const auto& r : latencies) {
         const Bytes answer = host.ask(control(r.output), SM::latencyRequest(r.requested));
         EXPECT_EQ(wordsOf(answer), (W{LATENCY_ANS, PacketFlag::HasContent, r.latency, r.hardware, 0, 0}))
             << r.output << " " << r.requested;
@@ -156,6 +146,27 @@ TEST_F(SoftwareTargetTest, LatencyFollowsTheRequestUnlessFixed) {
     // The preparation reports the agreed latency.
     const Bytes prepared = host.ask(control(0), SM::connectPrepareRequest(StreamFormat(0x0402, 0x14), 25));
     EXPECT_EQ(wordsOf(prepared), (W{CONNECTPRE_ANS, PacketFlag::HasContent, 0, 25, 0, 0}));
+    // Broken and foreign datagrams are dropped without an answer.
+    Bytes badMagic = TESTING::bytesOf(Packet(FIND_REQ));
+    badMagic[0] = 0x65;
+    Bytes tooLong = TESTING::bytesOf(Packet(FIND_REQ));
+    tooLong[2] = 0x18; // says 24 bytes, has 16
+    const Bytes find = TESTING::bytesOf(Packet(FIND_REQ));
+    // clang-format off
+    const struct { const char* what; bool toControl; Bytes datagram; } dropped[] = {
+        {"15 bytes", false, Bytes(find.begin(), find.end() - 1)},
+        {"bad magic", false, badMagic},
+        {"sizeField beyond the datagram", false, tooLong},
+        {"unknown command", false, TESTING::bytesOf(Packet(0x7777))},
+        {"a Sync command at the discovery port", false, TESTING::bytesOf(SM::formatRequest(0))},
+        {"a discovery command at the control port", true, find},
+        {"a stream message at the control port", true, TESTING::bytesOf(SM::disconnectRequest())},
+    };
+    // clang-format on
+    for (const auto& r : dropped) {
+        const uint16_t port = r.toControl ? control(0) : discovery();
+        EXPECT_TRUE(host.send(port, r.datagram) && host.droppedBefore(port)) << r.what;
+    }
 }
 
 // Data size and profile as configured, the probe's count and sum, and silence where switched off.
@@ -220,30 +231,6 @@ TEST_F(SoftwareTargetTest, ConnectAcceptsOrRefuses) {
                 << r.what << h.word8();
         }
         target->stop();
-    }
-}
-
-TEST_F(SoftwareTargetTest, DropsBrokenAndForeignDatagrams) {
-    ASSERT_NO_FATAL_FAILURE(start(twoOutputs()));
-    Bytes badMagic = TESTING::bytesOf(Packet(FIND_REQ));
-    badMagic[0] = 0x65;
-    Bytes tooLong = TESTING::bytesOf(Packet(FIND_REQ));
-    tooLong[2] = 0x18; // says 24 bytes, has 16
-    const Bytes find = TESTING::bytesOf(Packet(FIND_REQ));
-    // clang-format off
-    const struct { const char* what; bool toControl; Bytes datagram; } rows[] = {
-        {"15 bytes", false, Bytes(find.begin(), find.end() - 1)},
-        {"bad magic", false, badMagic},
-        {"sizeField beyond the datagram", false, tooLong},
-        {"unknown command", false, TESTING::bytesOf(Packet(0x7777))},
-        {"a Sync command at the discovery port", false, TESTING::bytesOf(SM::formatRequest(0))},
-        {"a discovery command at the control port", true, find},
-        {"a stream message at the control port", true, TESTING::bytesOf(SM::disconnectRequest())},
-    };
-    // clang-format on
-    for (const auto& r : rows) {
-        const uint16_t port = r.toControl ? control(0) : discovery();
-        EXPECT_TRUE(host.send(port, r.datagram) && host.droppedBefore(port)) << r.what;
     }
 }
 
