@@ -225,6 +225,7 @@ TEST(StreamReceiverTest, GapNeverFilledIsGivenUpAndASilentHostEndsTheStream) {
 TEST(StreamReceiverTest, FeedbackOfEachKindForAKnownLevel) {
     // clang-format off
     const struct { uint8_t kind; uint16_t word8, word10, word12; } rows[] = {{3, 0, 750, 500}, {1, 0x3000, 0, 0}, {2, 0xA000, 0, 0}, {0, 0, 0, 0}};
+    // clang-format on
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << "kind " << int(row.kind));
         OutputConfig config = quiet();

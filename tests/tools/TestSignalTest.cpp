@@ -137,7 +137,6 @@ TEST(TestSignalTest, VerifierCountsWhatArrivedAndHoldsThePhaseToTheRequest) {
         {"asked at the start, inverted throughout", {{Ask}, {InvertedSilence, 10}, {Inverted, 1000}, {InvertedSilence, 10}}, {0, 1000, 0, 0, 1, 1, 0, 0, 0, 0, 20}, "asked for inverted phase at frame 0, and the audio turned inverted at frame 0"},
     };
     // clang-format on
-    // clang-format on
     for (const auto& r : rows) {
         TESSERA::SignalVerifier v(f);
         uint32_t next = 0;
