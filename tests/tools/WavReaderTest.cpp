@@ -52,13 +52,14 @@ void writeFile(const std::string& path, const std::vector<uint8_t>& bytes) {
 
 TEST(WavReaderTest, ExtensibleFilesReadBackBitExact) {
     // clang-format off
-    const struct { uint32_t type, rate; } formats[] = {
-        {0x0202, 0x000A}, // 16-bit stereo 44.1 kHz
-        {0x0101, 0x000C}, // 8-bit mono 48 kHz: unsigned in the file, an odd data chunk
-        {0x0401, 0x0024}, // 24-bit mono 192 kHz: an odd data chunk
-        {0x0810, 0x0084}, // 32-bit 8 ch 768 kHz
-        {0x2002, 0x0044}, // float 32 stereo 384 kHz
-        {0x4008, 0x0014}, // float 64, 6 ch, 96 kHz
+    // mask: the speakers' positions; coding: 1 integer, 3 float
+    const struct { uint32_t type, rate, mask, coding; } formats[] = {
+        {0x0202, 0x000A, 0x3, 1}, // 16-bit stereo 44.1 kHz
+        {0x0101, 0x000C, 0x4, 1}, // 8-bit mono 48 kHz: unsigned in the file, an odd data chunk
+        {0x0401, 0x0024, 0x4, 1}, // 24-bit mono 192 kHz: an odd data chunk
+        {0x0810, 0x0084, 0x63F, 1}, // 32-bit 8 ch 768 kHz
+        {0x2002, 0x0044, 0x3, 3}, // float 32 stereo 384 kHz
+        {0x4008, 0x0014, 0x3F, 3}, // float 64, 6 ch, 96 kHz
     };
     // clang-format on
     for (const auto& f : formats) {
@@ -71,12 +72,22 @@ TEST(WavReaderTest, ExtensibleFilesReadBackBitExact) {
         ASSERT_TRUE(writer.open(path, format));
         ASSERT_TRUE(writer.write(audio.data(), static_cast<uint32_t>(audio.size())));
         ASSERT_TRUE(writer.close());
-        // The RIFF size counts the whole file after its first 8 bytes, an odd chunk's pad byte included.
         std::ifstream file(path, std::ios::binary);
         std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-        ASSERT_GE(bytes.size(), 70u);
-        EXPECT_TRUE(bytes.size() % 2 == 0 && (bytes[4] | bytes[5] << 8 | bytes[6] << 16 |
-                                              uint32_t{bytes[7]} << 24) == bytes.size() - 8)
+        ASSERT_EQ(bytes.size(), 68 + audio.size() + audio.size() % 2); // an odd chunk has a pad byte
+        const auto le = [&](size_t at, int n) {
+            return n == 2
+                       ? bytes[at] | bytes[at + 1] << 8
+                       : bytes[at] | bytes[at + 1] << 8 | bytes[at + 2] << 16 | uint32_t{bytes[at + 3]} << 24;
+        };
+        // RIFF and data sizes, WAVE_FORMAT_EXTENSIBLE, channels, rate, bytes a second and a frame, bits (also
+        // valid), speakers, sub-format
+        const uint32_t frame = format.bytesPerFrame(), bits = format.bytesPerSample() * 8;
+        EXPECT_EQ((std::vector<uint32_t>{le(4, 4), le(64, 4), le(20, 2), le(22, 2), le(24, 4), le(28, 4),
+                                         le(32, 2), le(34, 2), le(38, 2), le(40, 4), le(44, 2)}),
+                  (std::vector<uint32_t>{uint32_t(bytes.size() - 8), uint32_t(audio.size()), 0xFFFE,
+                                         format.channels(), format.rate(), format.rate() * frame, frame, bits,
+                                         bits, f.mask, f.coding}))
             << std::hex << f.type;
         EXPECT_TRUE(format.bytesPerSample() != 1 || bytes[68] == (audio[0] ^ 0x80))
             << "8-bit samples are unsigned";
