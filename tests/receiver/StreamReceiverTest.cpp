@@ -257,11 +257,11 @@ TEST(StreamReceiverTest, PhaseBitsFromTheStartOrFromAMomentIntoTheStream) {
         ScriptedHost host(config);
         ASSERT_TRUE(host.ready);
         EXPECT_EQ(host.receiver.connectFlags(), row.connect);
-        std::this_thread::sleep_for(std::chrono::milliseconds(200)); // halfway to a switch at 400 ms
+        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // well before a switch at 400 ms
         host.send(host.packet(0, 0, PacketFlag::InfoRequest));
         const Bytes first = host.receive(STREAM_INFO);
         ASSERT_EQ(first.size(), 16u);
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        std::this_thread::sleep_for(std::chrono::milliseconds(600));
         host.send(host.packet(1, kFrames, PacketFlag::InfoRequest));
         const Bytes later = host.receive(STREAM_INFO);
         ASSERT_EQ(later.size(), 16u);
