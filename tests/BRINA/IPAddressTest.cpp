@@ -109,15 +109,11 @@ TEST(IPAddressTest, EnumerationFindsTheLoopbackWithItsInterface) {
                     : kind == 1 ? BRINA::getMyLocalAddresV4(map)
                                 : BRINA::getMyLocalAddresV6(map, kind == 3));
         EXPECT_EQ(map.count(stale), 0u);
-        const IPAddress key =
-            kind == 1 ? IPAddress(127, 0, 0, 1, 0) : fromGroups({0, 0, 0, 0, 0, 0, 0, 1}, 0, 0);
-        IPAddress scoped = key;
-        scoped.setScope(lo);
-        ASSERT_EQ(map.count(scoped), kind == 2 ? 0u : 1u) << kind;
-        if (kind != 2) {
-            EXPECT_EQ(map[scoped].name, "lo");
-            EXPECT_EQ(map[scoped].description, "loopback, up, running");
-        }
+        IPAddress key = kind == 1 ? IPAddress(127, 0, 0, 1, 0) : fromGroups({0, 0, 0, 0, 0, 0, 0, 1});
+        key.setScope(lo);
+        ASSERT_EQ(map.count(key), kind == 2 ? 0u : 1u) << kind;
+        EXPECT_TRUE(kind == 2 || (map[key].name == "lo" && map[key].description == "loopback, up, running"))
+            << map[key].name << ": " << map[key].description;
         size_t count = 0;
         for (const auto& entry : map) {
             EXPECT_TRUE(entry.first.port() == 0 && entry.first.scope() != 0 && !entry.second.name.empty());
