@@ -26,16 +26,14 @@ std::string stamped(uint8_t priority, int64_t seconds, const char* message) {
 TEST(LogSinkTest, HeaderCarriesPriorityAndLocalTime) {
     setenv("TZ", "UTC", 1);
     tzset();
-    struct Row {
-        uint8_t priority;
-        int64_t seconds;
-        const char* expected;
-    } rows[] = {
+    // clang-format off
+    const struct { uint8_t priority; int64_t seconds; const char* expected; } rows[] = {
         {134, 1785765909, "<134>Aug 03 14:05:09 localhost start done"}, // a day below 10 keeps its zero
         {6, 1785765909, "<6>Aug 03 14:05:09 localhost start done"},     // no leading zeros in the priority
         {43, 1798761598, "<43>Dec 31 23:59:58 localhost start done"},
         {255, 0, "<255>Jan 01 00:00:00 localhost start done"},
     };
+    // clang-format on
     for (const auto& r : rows)
         EXPECT_EQ(stamped(r.priority, r.seconds, "start done"), r.expected);
 }
@@ -44,8 +42,7 @@ TEST(LogSinkTest, TwoThreadsGiveWholeSeparateDatagrams) {
     static const uint8_t loopback[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
     BRINA::Socket listener;
     BRINA::IPAddress where(loopback, 0, 0);
-    ASSERT_TRUE(listener.open(BRINA::Socket::IPv6Datagram));
-    ASSERT_TRUE(listener.bind(where));
+    ASSERT_TRUE(listener.open(BRINA::Socket::IPv6Datagram) && listener.bind(where));
     listener.receiveSize = 4096;
     BRINA::initLog(16, nullptr, where.port());
     BRINA::setLogLevel(6);
@@ -63,8 +60,7 @@ TEST(LogSinkTest, TwoThreadsGiveWholeSeparateDatagrams) {
                listener.receive(datagram, from)) {
             const std::string text(datagram.begin(), datagram.end());
             const std::string message = text.substr(text.find("localhost ") + 10);
-            // Whole: one thread's 300 letters and its number, nothing of the other thread, no NUL or line
-            // end.
+            // Whole: one thread's 300 letters and its number, nothing of the other's, no NUL or line end.
             if (text.substr(0, 5) != "<134>" || message.find_first_not_of(message[0]) != 300u ||
                 message.find_first_of(std::string("\n\0", 2)) != std::string::npos)
                 fault = text;

@@ -30,238 +30,132 @@ std::vector<uint8_t> pattern(size_t size, uint8_t seed) {
     return bytes;
 }
 
-// A listener on ::1, a client connected to it and the accepted server side.
-struct StreamPair {
-    Socket listener, client, server;
-    IPAddress from;
-    StreamPair() {
-        IPAddress local(kLoopback, 0, 0);
-        EXPECT_TRUE(listener.open(Socket::IPv6Stream) && listener.bind(local));
-        EXPECT_TRUE(client.open(Socket::IPv6Stream) && client.connect(local));
-        EXPECT_EQ(listener.accept(server, from, 2000000), Socket::WaitReadable);
-    }
-};
-
 } // namespace
 
 TEST(SocketTest, DatagramsArriveWholeWithTheirSender) {
-    struct Case {
-        uint32_t type;
-        IPAddress local;
-        size_t size;
-        uint32_t receiveSize;
-        size_t expected; // 0: dropped, too large for receiveSize
-    };
-    const Case cases[] = {
+    // clang-format off
+    const struct { uint32_t type; IPAddress local; size_t size; uint32_t receiveSize; size_t expected; } rows[] = {
         {Socket::IPv6Datagram, IPAddress(kLoopback, 0, 0), 1, 1500, 1},
         {Socket::IPv6Datagram, IPAddress(kLoopback, 0, 0), 65000, 65536, 65000},
-        {Socket::IPv6Datagram, IPAddress(kLoopback, 0, 0), 65000, 1500, 0},
+        {Socket::IPv6Datagram, IPAddress(kLoopback, 0, 0), 65000, 1500, 0}, // too large: dropped
         {Socket::IPv4Datagram, IPAddress(127, 0, 0, 1, 0), 1000, 1500, 1000},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.size);
+    // clang-format on
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.size);
         Socket receiver, sender;
-        IPAddress to = c.local, senderAddress = c.local;
-        ASSERT_TRUE(receiver.open(c.type) && receiver.bind(to));
-        ASSERT_TRUE(sender.open(c.type) && sender.bind(senderAddress));
-        EXPECT_NE(to.port(), 0);
-        EXPECT_NE(senderAddress.port(), 0);
-        receiver.receiveSize = c.receiveSize;
-
+        IPAddress to = r.local, senderAddress = r.local, peer, from;
+        ASSERT_TRUE(receiver.open(r.type) && receiver.bind(to) && sender.open(r.type) &&
+                    sender.bind(senderAddress));
+        EXPECT_TRUE(to.port() != 0 && senderAddress.port() != 0);
+        receiver.receiveSize = r.receiveSize;
         const IPAddress other(kLoopback, 9, 0);
         sender.setPeer(other);
-        const std::vector<uint8_t> sent = pattern(c.size, 3);
+        const std::vector<uint8_t> sent = pattern(r.size, 3);
         ASSERT_TRUE(sender.sendTo(to, sent.data(), static_cast<uint32_t>(sent.size()), false));
-        IPAddress peer;
         sender.getPeer(peer);
         EXPECT_EQ(peer, other); // sendTo puts the default destination back
-
         ASSERT_EQ(receiver.wait(2000000), Socket::WaitReadable);
         std::vector<uint8_t> got(3, 0xAA);
-        IPAddress from;
         ASSERT_TRUE(receiver.receive(got, from));
-        ASSERT_EQ(got.size(), c.expected);
-        if (c.expected == 0) continue;
-        EXPECT_EQ(got, sent);
-        EXPECT_EQ(from, senderAddress);
+        ASSERT_EQ(got.size(), r.expected);
+        EXPECT_TRUE(r.expected == 0 || (got == sent && from == senderAddress));
     }
 }
 
-TEST(SocketTest, ReceiveAndWaitOnAnIdleSocketDontBlock) {
-    Socket socket;
-    IPAddress local(kLoopback, 0, 0);
-    ASSERT_TRUE(socket.open(Socket::IPv6Datagram) && socket.bind(local) && socket.setBlocking(false));
-    std::vector<uint8_t> buffer(10, 1);
-    IPAddress from;
-    const auto start = Clock::now();
-    EXPECT_TRUE(socket.receive(buffer, from));
-    EXPECT_TRUE(buffer.empty());
-    EXPECT_EQ(socket.wait(0), Socket::WaitTimeout);
-    EXPECT_LT(millisecondsSince(start), 150);
-
-    socket.close();
-    EXPECT_FALSE(socket.isOpen());
-    EXPECT_EQ(socket.wait(0), Socket::WaitError);
-}
-
-TEST(SocketTest, WaitTimesOutOrWakesOnADatagram) {
-    Socket receiver, sender;
-    IPAddress to(kLoopback, 0, 0), local(kLoopback, 0, 0);
-    ASSERT_TRUE(receiver.open(Socket::IPv6Datagram) && receiver.bind(to));
+// 150 datagrams of 1400 bytes unread: the usual queue of 208 KB holds about 90 of them, and the larger
+// queue holds them all even where the system caps it at that default (Linux grants twice the cap).
+TEST(SocketTest, WaitAndReceiveDontBlockAndTheLargerQueueHoldsWhatTheDefaultWouldDrop) {
+    Socket receiver, sender, closed;
+    IPAddress to(kLoopback, 0, 0), local(kLoopback, 0, 0), from;
+    ASSERT_TRUE(receiver.open(Socket::IPv6Datagram) && receiver.bind(to) && receiver.setBlocking(false) &&
+                receiver.setReceiveBuffer(1 << 20));
     ASSERT_TRUE(sender.open(Socket::IPv6Datagram) && sender.bind(local));
-
+    EXPECT_FALSE(closed.setReceiveBuffer(1 << 20));
+    std::vector<uint8_t> buffer(10, 1);
     auto start = Clock::now();
+    EXPECT_TRUE(receiver.receive(buffer, from) && buffer.empty());
+    EXPECT_EQ(receiver.wait(0), Socket::WaitTimeout);
+    EXPECT_LT(millisecondsSince(start), 150);
     EXPECT_EQ(receiver.wait(50000), Socket::WaitTimeout);
     EXPECT_GE(millisecondsSince(start), 45);
-
     start = Clock::now();
+    const std::vector<uint8_t> datagram = pattern(1400, 3);
     std::thread other([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        const uint8_t byte = 1;
-        sender.sendTo(to, &byte, 1, false);
+        for (int i = 0; i < 150; ++i)
+            sender.sendTo(to, datagram.data(), static_cast<uint32_t>(datagram.size()), true);
     });
     EXPECT_EQ(receiver.wait(200000), Socket::WaitReadable);
     EXPECT_LT(millisecondsSince(start), 150);
     other.join();
-}
-
-TEST(SocketTest, ReceiveBufferHoldsWhatTheSystemsDefaultWouldDrop) {
-    // 150 datagrams of 1400 bytes unread: the usual queue of 208 KB holds about 90 of them, and the larger
-    // queue holds them all even where the system caps it at that default (Linux grants twice the cap).
-    Socket receiver, sender;
-    IPAddress to(kLoopback, 0, 0);
-    ASSERT_TRUE(receiver.open(Socket::IPv6Datagram) && receiver.bind(to));
-    ASSERT_TRUE(receiver.setReceiveBuffer(1 << 20));
-    IPAddress from(kLoopback, 0, 0);
-    ASSERT_TRUE(sender.open(Socket::IPv6Datagram) && sender.bind(from));
-    const std::vector<uint8_t> datagram = pattern(1400, 3);
-    for (int i = 0; i < 150; ++i)
-        ASSERT_TRUE(sender.sendTo(to, datagram.data(), static_cast<uint32_t>(datagram.size()), true));
-    ASSERT_TRUE(receiver.setBlocking(false));
-    std::vector<uint8_t> buffer;
-    IPAddress source;
     int received = 0;
-    while (receiver.receive(buffer, source) && !buffer.empty() && received < 1000)
+    while (receiver.receive(buffer, from) && !buffer.empty() && received < 1000)
         ++received;
     EXPECT_EQ(received, 150);
-    Socket closed;
-    EXPECT_FALSE(closed.setReceiveBuffer(1 << 20));
+    receiver.close();
+    EXPECT_TRUE(!receiver.isOpen() && receiver.wait(0) == Socket::WaitError);
 }
 
-TEST(SocketTest, OpenOnAnOpenSocketClosesTheOldHandle) {
-    Socket listener;
-    IPAddress address(kLoopback, 0, 0);
-    ASSERT_TRUE(listener.open(Socket::IPv6Stream) && listener.bind(address));
-    ASSERT_TRUE(listener.open(Socket::IPv6Stream));
-    Socket client;
-    ASSERT_TRUE(client.open(Socket::IPv6Stream));
-    EXPECT_FALSE(client.connect(address)); // nobody listens there any more
-
-    EXPECT_FALSE(listener.open(99));
-    EXPECT_FALSE(listener.isOpen());
-}
-
-TEST(SocketTest, BindScopeDecidesThePeerScope) {
-    struct Case {
-        const uint8_t* address;
-        uint32_t scope;
-        uint32_t boundScope;
-        uint32_t peerScope; // getPeer of a destination with scope 5
-    };
-    const Case cases[] = {
+TEST(SocketTest, BindScopeDecidesThePeerScopeAndInterfacesMustExist) {
+    // clang-format off
+    const struct { const uint8_t* address; uint32_t scope, boundScope, peerScope; } rows[] = {
         {kLoopback, 0, 0, 5},
         {kLoopback, kNoSuchInterface, kNoSuchInterface, 0},
         {nullptr, 0, 0, 5}, // opened again, not bound: no scope is left over
         {kAny, kNoSuchInterface, 0, 5},
     };
+    // clang-format on
     Socket socket;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.scope);
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.scope);
         ASSERT_TRUE(socket.open(Socket::IPv6Datagram));
-        IPAddress local(c.address ? c.address : kAny, 0, c.scope);
-        if (c.address) {
-            ASSERT_TRUE(socket.bind(local));
-        }
-        EXPECT_EQ(socket.boundScope(), c.boundScope);
-        socket.setPeer(IPAddress(kLoopback, 4242, 5));
-        IPAddress peer;
+        IPAddress local(r.address ? r.address : kAny, 0, r.scope), peer;
+        ASSERT_TRUE(!r.address || socket.bind(local));
+        EXPECT_EQ(socket.boundScope(), r.boundScope);
+        socket.setPeer(IPAddress(kLoopback, 4242, 5)); // getPeer of a destination with scope 5
         socket.getPeer(peer);
-        EXPECT_EQ(peer, IPAddress(kLoopback, 4242, c.peerScope));
+        EXPECT_EQ(peer, IPAddress(kLoopback, 4242, r.peerScope));
     }
-}
-
-TEST(SocketTest, SetInterfaceTakesOnlyExistingInterfaces) {
-    struct Case {
-        uint32_t index;
-        bool accepted;
-    };
-    const Case cases[] = {{0, true}, {kLoopbackIndex, true}, {kNoSuchInterface, false}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.index);
-        Socket socket;
-        ASSERT_TRUE(socket.open(Socket::IPv6Datagram));
-        EXPECT_EQ(socket.setInterface(c.index), c.accepted);
-    }
-}
-
-TEST(SocketTest, StreamPairCarriesBytesBothWays) {
-    StreamPair pair;
-    EXPECT_TRUE(pair.from.isLoopback());
-    EXPECT_TRUE(pair.server.isOpen() && pair.server.isStream());
-    const std::vector<uint8_t> ping = pattern(100, 1), pong = pattern(50, 2);
-    std::vector<uint8_t> got(200);
-    ASSERT_EQ(pair.client.sendStream(ping.data(), 100), 100);
-    ASSERT_EQ(pair.server.receiveStream(got.data(), 200), 100);
-    EXPECT_TRUE(std::equal(ping.begin(), ping.end(), got.begin()));
-    ASSERT_EQ(pair.server.sendStream(pong.data(), 50), 50);
-    ASSERT_EQ(pair.client.receiveStream(got.data(), 200), 50);
-    EXPECT_TRUE(std::equal(pong.begin(), pong.end(), got.begin()));
+    for (const auto& [index, accepted] :
+         {std::pair{0u, true}, {kLoopbackIndex, true}, {kNoSuchInterface, false}})
+        EXPECT_EQ(socket.setInterface(index), accepted) << index;
 }
 
 TEST(SocketTest, SendWithRetryWaitsForRoomAndStaysNonBlocking) {
     // Full queue: the first attempt is busy. Room for part: the first attempt takes only some bytes.
     for (const bool fillFirst : {true, false}) {
         SCOPED_TRACE(fillFirst);
-        StreamPair pair;
-        ASSERT_TRUE(pair.client.setBlocking(false));
+        Socket listener, client, server;
+        IPAddress local(kLoopback, 0, 0), from;
+        ASSERT_TRUE(listener.open(Socket::IPv6Stream) && listener.bind(local));
+        ASSERT_TRUE(client.open(Socket::IPv6Stream) && client.connect(local) && client.setBlocking(false));
+        ASSERT_EQ(listener.accept(server, from, 2000000), Socket::WaitReadable);
         int64_t queued = 0;
         const uint8_t byte = 0;
-        if (fillFirst) {
-            const std::vector<uint8_t> chunk(65536, 0x55);
-            const auto start = Clock::now();
-            for (int i = 0; i < 4096 && millisecondsSince(start) < 5000; ++i) {
-                const int32_t sent =
-                    pair.client.sendStream(chunk.data(), static_cast<uint32_t>(chunk.size()));
-                if (sent < 0) break;
-                queued += sent;
-            }
-            ASSERT_FALSE(pair.client.send(&byte, 1, false)); // one attempt gives up on a full queue
-        }
-
-        const std::vector<uint8_t> last = pattern(16 << 20, 9); // more than both sides' buffers hold
+        const std::vector<uint8_t> chunk(65536, 0x55), last = pattern(16 << 20, 9); // more than buffers hold
+        for (int i = 0, sent = 0; fillFirst && i < 4096 && sent >= 0; ++i, queued += std::max(sent, 0))
+            sent = client.sendStream(chunk.data(), static_cast<uint32_t>(chunk.size()));
+        ASSERT_FALSE(fillFirst && client.send(&byte, 1, false)); // one attempt gives up on a full queue
         const size_t total = static_cast<size_t>(queued) + last.size();
-        std::vector<uint8_t> drained;
+        std::vector<uint8_t> drained, part(65536);
         std::thread reader([&] {
             std::this_thread::sleep_for(std::chrono::milliseconds(50)); // let the sender meet the full queue
-            std::vector<uint8_t> part(65536);
             const auto begin = Clock::now();
             while (drained.size() < total && millisecondsSince(begin) < 20000) {
-                if (pair.server.wait(100000) != Socket::WaitReadable) continue;
-                const int32_t got =
-                    pair.server.receiveStream(part.data(), static_cast<uint32_t>(part.size()));
+                if (server.wait(100000) != Socket::WaitReadable) continue;
+                const int32_t got = server.receiveStream(part.data(), static_cast<uint32_t>(part.size()));
                 if (got <= 0) break;
                 drained.insert(drained.end(), part.begin(), part.begin() + got);
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            pair.server.sendStream(&byte, 1);
+            server.sendStream(&byte, 1);
         });
-        EXPECT_TRUE(pair.client.send(last.data(), static_cast<uint32_t>(last.size()), true));
-        EXPECT_FALSE(pair.client.isBlocking());
-        uint8_t in = 0;
-        EXPECT_LT(pair.client.receiveStream(&in, 1),
-                  0); // non-blocking for the system too: no wait for the byte
+        EXPECT_TRUE(client.send(last.data(), static_cast<uint32_t>(last.size()), true));
+        EXPECT_FALSE(client.isBlocking());
+        uint8_t in = 0; // non-blocking for the system too: no wait for the byte
+        EXPECT_LT(client.receiveStream(&in, 1), 0);
         reader.join();
-
         ASSERT_EQ(drained.size(), total);
         EXPECT_TRUE(
             std::equal(last.begin(), last.end(), drained.end() - static_cast<ptrdiff_t>(last.size())));

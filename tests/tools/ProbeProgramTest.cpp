@@ -20,18 +20,10 @@ TEST(ProbeProgramTest, ReportsTheNegotiationAndThePlanOrSaysWhy) {
     ASSERT_TRUE(target.start(error)) << error;
     const std::string at = "::1," + std::to_string(target.controlPort(0));
 
-    struct Row {
-        std::string arguments;
-        int status;
-        std::string expected;
-    } rows[] = {
-        {at + " --format 96000:24:2", 0,
-         "plan           Fix, a cycle of 1000 us, 1 packet(s) of 96.000 frames, largest 594 bytes"}, // 99
-                                                                                                     // frames:
-                                                                                                     // 96 and
-                                                                                                     // 3%,
-                                                                                                     // rounded
-                                                                                                     // up,
+    // clang-format off
+    struct { std::string arguments; int status; std::string expected; } rows[] = {
+        // 99 frames: 96 and 3%, rounded up
+        {at + " --format 96000:24:2", 0, "plan           Fix, a cycle of 1000 us, 1 packet(s) of 96.000 frames, largest 594 bytes"},
         {at + " --format 44100:16:2", 0, "the Target does not take it"},
         {at + " --latency 4000", 0, "latency        6500 us in all (agreed 4000 us, hardware 2500 us)"},
         {"::1,1", 1, "the Target did not answer every question"},
@@ -40,6 +32,7 @@ TEST(ProbeProgramTest, ReportsTheNegotiationAndThePlanOrSaysWhy) {
         {at + " --format 44100:17:2", 2, "bad --format"},
         {"--help", 0, "usage: tessera-probe ADDRESS,PORT"},
     };
+    // clang-format on
     for (const auto& r : rows) {
         const auto run = TESTING::runProgram("tools/probe/tessera-probe", r.arguments);
         EXPECT_EQ(run.status, r.status) << r.arguments << "\n" << run.output;

@@ -12,7 +12,6 @@
 #include <csignal>
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <thread>
 #include <vector>
 
@@ -39,81 +38,48 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-struct StreamRow {
-    const char* name;
-    const char* arguments;
-    uint64_t frames; // of the signal, each matched by the Target
-};
-
-void PrintTo(const StreamRow& row, std::ostream* out) {
-    *out << row.name;
-}
-
-class SendStreamTest : public testing::TestWithParam<StreamRow> {};
-
-TEST_P(SendStreamTest, TheSignalArrivesBitPerfectAndTheSenderSaysSo) {
-    const StreamRow& row = GetParam();
-    Target target;
-    const TESTING::ProgramRun run = TESTING::runProgram(kSender, target.at() + " " + row.arguments);
-    EXPECT_EQ(run.status, 0) << run.output;
-    EXPECT_TRUE(contains(run.output, "tessera-send: streamed ")) << run.output;
-    StreamReport report;
-    ASSERT_TRUE(target.report(report)) << run.output;
-    EXPECT_TRUE(report.bitPerfect());
-    EXPECT_TRUE(report.finalSeen);
-    EXPECT_EQ(report.verifier.matched, row.frames);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Streams, SendStreamTest,
-    testing::Values(StreamRow{"Pcm16", "--seconds 1", 44100},
-                    StreamRow{"Pcm24VarTwoPackets",
-                              "--signal 96000:24:2 --seconds 0.5 --mode Var --cycle-time 2000 "
-                              "--fragment 0",
-                              48000},
-                    StreamRow{"Dsd64", "--signal dsd:64:little:2 --seconds 0.5 --quiet", 44100},
-                    StreamRow{"RandomCycles", "--seconds 0.5 --mode Random --cycle-min-time 500", 22050},
-                    StreamRow{"TargetProfile", "--seconds 0.5 --mode profile", 22050}),
-    [](const testing::TestParamInfo<StreamRow>& info) { return info.param.name; });
-
-TEST(SendProgramTest, AWavFileStreamsWhole) {
-    const StreamFormat format(0x0402, 0x000C); // 24-bit stereo at 48 kHz
-    const std::string path = testing::TempDir() + "send-program-test.wav";
-    ASSERT_TRUE(TESTING::writeSignalWav(path, format, 30000));
-    Target target;
-    const TESTING::ProgramRun run = TESTING::runProgram(kSender, target.at() + " --wav " + path);
-    std::remove(path.c_str());
-    EXPECT_EQ(run.status, 0) << run.output;
-    EXPECT_TRUE(contains(run.output, "30000 frames of PCM 24-bit 48000 Hz 2 ch")) << run.output;
-    StreamReport report;
-    ASSERT_TRUE(target.report(report));
-    EXPECT_TRUE(report.bitPerfect());
-    EXPECT_EQ(report.verifier.matched, 30000u);
+// Each stream's signal arrives bit-perfect, each frame matched by the Target, and the sender says so. The
+// WAV file row streams 30,000 frames of 24-bit stereo at 48 kHz written for it.
+TEST(SendProgramTest, TheSignalArrivesBitPerfectAndTheSenderSaysSo) {
+    const std::string wav = testing::TempDir() + "send-program-test.wav";
+    ASSERT_TRUE(TESTING::writeSignalWav(wav, StreamFormat(0x0402, 0x000C), 30000));
+    // clang-format off
+    const struct { std::string arguments; uint64_t frames; const char* said; } rows[] = {
+        {"--seconds 1", 44100, ""},
+        {"--signal 96000:24:2 --seconds 0.5 --mode Var --cycle-time 2000 --fragment 0", 48000, ""},
+        {"--signal dsd:64:little:2 --seconds 0.5 --quiet", 44100, ""},
+        {"--seconds 0.5 --mode Random --cycle-min-time 500", 22050, ""},
+        {"--seconds 0.5 --mode profile", 22050, ""},
+        {"--wav " + wav, 30000, "30000 frames of PCM 24-bit 48000 Hz 2 ch"},
+    };
+    // clang-format on
+    for (const auto& r : rows) {
+        Target target;
+        const TESTING::ProgramRun run = TESTING::runProgram(kSender, target.at() + " " + r.arguments);
+        EXPECT_EQ(run.status, 0) << run.output;
+        EXPECT_TRUE(contains(run.output, "tessera-send: streamed ") && contains(run.output, r.said))
+            << run.output;
+        StreamReport report;
+        ASSERT_TRUE(target.report(report)) << run.output;
+        EXPECT_TRUE(report.bitPerfect() && report.finalSeen && report.verifier.matched == r.frames)
+            << r.arguments << ": " << report.verifier.matched;
+    }
+    std::remove(wav.c_str());
 }
 
 TEST(SendProgramTest, RefusalsSilenceAndEarlyEndsGiveTheirStatusAndMessage) {
-    const struct {
-        const char* name;
-        std::function<void(OutputConfig&)> shape; // null: nothing listens
-        const char* arguments;
-        int status;
-        const char* message;
-    } rows[] = {
-        {"silent", nullptr, "", 3,
-         "tessera-send: the Target at ::1,1 is silent: no answer to the negotiation"},
-        {"refused by echo", [](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::Echo; }, "", 4,
-         "tessera-send: the Target at ::1,"},
-        {"refused without content",
-         [](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::NoContent; }, "", 4,
-         " refused the stream"},
-        {"no capabilities", [](OutputConfig& o) { o.pcmMask = o.dsdLsbMask = StreamFormat(); }, "", 3,
-         "answered, but not every question of the negotiation"},
-        {"format refused", [](OutputConfig& o) { o.pcmMask = StreamFormat(0x402, 0x0014); }, "", 4,
-         "tessera-send: the Target refused the format PCM 16-bit 44100 Hz 2 ch (it takes PCM 0x00000402"},
-        {"closed by the Target", [](OutputConfig& o) { o.faults.closeAfterMs = 300; }, "", 5,
-         "tessera-send: the stream ended early, after "},
+    // shape: null when nothing listens
+    // clang-format off
+    const struct { const char* name; std::function<void(OutputConfig&)> shape; const char* arguments; int status; const char* message; } rows[] = {
+        {"silent", nullptr, "", 3, "tessera-send: the Target at ::1,1 is silent: no answer to the negotiation"},
+        {"refused by echo", [](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::Echo; }, "", 4, "tessera-send: the Target at ::1,"},
+        {"refused without content", [](OutputConfig& o) { o.refuseConnect = OutputConfig::Refusal::NoContent; }, "", 4, " refused the stream"},
+        {"no capabilities", [](OutputConfig& o) { o.pcmMask = o.dsdLsbMask = StreamFormat(); }, "", 3, "answered, but not every question of the negotiation"},
+        {"format refused", [](OutputConfig& o) { o.pcmMask = StreamFormat(0x402, 0x0014); }, "", 4, "tessera-send: the Target refused the format PCM 16-bit 44100 Hz 2 ch (it takes PCM 0x00000402"},
+        {"closed by the Target", [](OutputConfig& o) { o.faults.closeAfterMs = 300; }, "", 5, "tessera-send: the stream ended early, after "},
         {"no plan", nullptr, "--mode Random", 1, "no Random plan fits a cycle of 1000 us"},
     };
+    // clang-format on
     for (const auto& row : rows) {
         std::unique_ptr<Target> target;
         if (row.shape || row.status == 1) target = std::make_unique<Target>(row.shape);
@@ -129,15 +95,14 @@ TEST(SendProgramTest, RefusalsSilenceAndEarlyEndsGiveTheirStatusAndMessage) {
 }
 
 TEST(SendProgramTest, BadArgumentsGiveUsage) {
-    const struct {
-        const char* arguments;
-        const char* message;
-    } rows[] = {
+    // clang-format off
+    const struct { const char* arguments; const char* message; } rows[] = {
         {"", "tessera-send: give the Target as ADDRESS,PORT, e.g. ::1,19650 (see --help)"},
         {"::1,19650 --mode fix", "tessera-send: --mode takes Fix"},
         {"fe80::1,19650", "is link-local: name its interface with --interface"},
         {"::1,1 --wav /nonexistent/a.wav", "tessera-send: can't stream /nonexistent/a.wav: "},
     };
+    // clang-format on
     for (const auto& row : rows) {
         const TESTING::ProgramRun run = TESTING::runProgram(kSender, row.arguments);
         EXPECT_EQ(run.status, contains(row.arguments, "--wav") ? 1 : 2) << row.arguments << "\n"
@@ -163,10 +128,8 @@ TEST(SendProgramTest, CtrlCEndsTheStreamCleanly) {
     EXPECT_TRUE(contains(run.output, "tessera-send: stopped by Ctrl-C after ")) << run.output;
     StreamReport report;
     ASSERT_TRUE(target.report(report));
-    EXPECT_TRUE(report.finalSeen);
-    EXPECT_TRUE(report.closedByHost);
-    EXPECT_TRUE(report.bitPerfect());
-    EXPECT_GT(report.verifier.matched, 0u);
+    EXPECT_TRUE(report.finalSeen && report.closedByHost && report.bitPerfect() &&
+                report.verifier.matched > 0u);
 }
 
 } // namespace
