@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <system_error>
 
 namespace TESSERA {
 
@@ -96,13 +95,7 @@ bool SyncBuffer::streamTaken() {
 void SyncBuffer::fillBuffer(std::vector<uint8_t>&, bool) {}
 
 bool SyncBuffer::startBufferWorker() {
-    // The one place where the standard library reports by exception: a thread the system can't make.
-    try {
-        bufferThread = std::thread(&SyncBuffer::bufferWorker, this);
-    } catch (const std::system_error&) {
-        return false;
-    }
-    return true;
+    return BRINA::startThread(bufferThread, [this] { bufferWorker(); });
 }
 
 void SyncBuffer::bufferWorker() {
