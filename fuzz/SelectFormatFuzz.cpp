@@ -3,6 +3,19 @@
 #include "BRINA/LittleEndian.h"
 #include "transport/Sync.h"
 
+namespace {
+// The session's negotiated facts, set by the fuzzer where a Target's answers would set them.
+class OpenSync : public TESSERA::Sync {
+public:
+    using Sync::copyRoutine;
+    using Sync::dsdLsbMask;
+    using Sync::dsdMsbMask;
+    using Sync::pcmMask;
+    using Sync::sinkFormat;
+    using Sync::sourceFormat;
+};
+} // namespace
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

@@ -177,9 +177,9 @@ bool Sync::getInfo(const BRINA::IPAddress& to, uint32_t latencyMicroseconds, boo
     return true;
 }
 
-bool Sync::isAlive() {
+bool Sync::isAlive(const BRINA::IPAddress& to) {
     std::vector<uint8_t> answer;
-    return sendAck(controlSocket, target, formatRequest(0), NOPBREAK_ANS, answer, kAckTimeout) &&
+    return sendAck(controlSocket, to, formatRequest(0), NOPBREAK_ANS, answer, kAckTimeout) &&
            hasContent(answer);
 }
 

@@ -26,7 +26,7 @@ TEST(ProbeProgramTest, ReportsTheNegotiationAndThePlanOrSaysWhy) {
         std::string expected;
     } rows[] = {
         {at + " --format 96000:24:2", 0,
-         "plan           Fix, a cycle of 1000 us, 1 packet(s) of 96.000 frames, largest 594 bytes"}, // 99
+         "plan           Fix, a cycle of 1000 us, 1 packet(s) of 96.000 frames, at most 594 bytes"}, // 99
                                                                                                      // frames:
                                                                                                      // 96 and
                                                                                                      // 3%,

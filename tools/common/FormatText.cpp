@@ -120,6 +120,11 @@ bool FormatText::parseDsd(const std::string& text, bool lsb, StreamFormat& mask,
     return true;
 }
 
+bool FormatText::parseConcrete(const std::string& text, StreamFormat& format, std::string& error) {
+    if (text.rfind("dsd:", 0) == 0) return parseDsd(text.substr(4), true, format, error);
+    return parsePcm(text, format, error);
+}
+
 bool FormatText::parseWords(const std::string& text, StreamFormat& mask, std::string& error) {
     const std::vector<std::string> parts = split(text, ',');
     uint64_t type = 0, rate = 0;
