@@ -126,6 +126,7 @@ the inter-arrival times at the Target, the CPU time of the worker and of the pro
 loss, the feedback's rateAdjust under clock drift, the Target's buffer, and the latency from
 fillBuffer to play-out. Writes NAME.json and data files for the plots into the output folder, and
 prints a markdown table.
+
 )") + optionsHelp(table(), 20, 100) +
            "\nExit status: 0 when every stream ran, 1 when a stream could not be set up, 2 on bad "
            "arguments.\n";
