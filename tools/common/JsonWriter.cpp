@@ -29,32 +29,34 @@ std::string JsonWriter::quoted(const std::string& value) {
     return q + "\"";
 }
 
-void JsonWriter::open(const std::string& name) {
+void JsonWriter::begin(const std::string& name, char bracket) {
     key(name);
-    out += "{";
+    out += bracket;
     ++depth;
     first = true;
+}
+
+void JsonWriter::end(char bracket) {
+    --depth;
+    if (indented) out += "\n" + std::string(static_cast<size_t>(depth) * 2, ' ');
+    out += bracket;
+    first = false;
+}
+
+void JsonWriter::open(const std::string& name) {
+    begin(name, '{');
 }
 
 void JsonWriter::close() {
-    --depth;
-    if (indented) out += "\n" + std::string(static_cast<size_t>(depth) * 2, ' ');
-    out += "}";
-    first = false;
+    end('}');
 }
 
 void JsonWriter::openArray(const std::string& name) {
-    key(name);
-    out += "[";
-    ++depth;
-    first = true;
+    begin(name, '[');
 }
 
 void JsonWriter::closeArray() {
-    --depth;
-    if (indented) out += "\n" + std::string(static_cast<size_t>(depth) * 2, ' ');
-    out += "]";
-    first = false;
+    end(']');
 }
 
 void JsonWriter::number(const std::string& name, double value) {

@@ -28,6 +28,8 @@ public:
 
 private:
     void key(const std::string& name);
+    void begin(const std::string& name, char bracket);
+    void end(char bracket);
     static std::string quoted(const std::string& value);
 
     bool indented;

@@ -15,6 +15,11 @@ bool readWhole(const std::string& text, uint64_t least, uint64_t most, uint64_t&
     return first != last && result.ec == std::errc() && result.ptr == last && value >= least && value <= most;
 }
 
+std::string wholeError(const char* what, uint64_t least, uint64_t most, const std::string& text) {
+    return std::string(what) + " must be a whole number from " + std::to_string(least) + " to " +
+           std::to_string(most) + ", not \"" + text + "\"";
+}
+
 bool setWhole(const std::string& text, const char* what, uint32_t& field, std::string& error, uint64_t least,
               uint64_t most) {
     uint64_t value = 0;
@@ -22,17 +27,21 @@ bool setWhole(const std::string& text, const char* what, uint32_t& field, std::s
         field = static_cast<uint32_t>(value);
         return true;
     }
-    error = std::string(what) + " must be a whole number from " + std::to_string(least) + " to " +
-            std::to_string(most) + ", not \"" + text + "\"";
+    error = wholeError(what, least, most, text);
     return false;
+}
+
+bool readReal(const std::string& text, double least, double most, double& value) {
+    char* end = nullptr;
+    value = std::strtod(text.c_str(), &end);
+    return !text.empty() && end == text.c_str() + text.size() && std::isfinite(value) && value >= least &&
+           value <= most;
 }
 
 bool setReal(const std::string& text, const char* what, double& field, std::string& error, double least,
              double most) {
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    if (!text.empty() && end == text.c_str() + text.size() && std::isfinite(value) && value >= least &&
-        value <= most) {
+    double value = 0;
+    if (readReal(text, least, most, value)) {
         field = value;
         return true;
     }
