@@ -99,7 +99,6 @@ public:
     StreamFormat getPcmMask() const { return pcmMask; }
     StreamFormat getDsdLsbMask() const { return dsdLsbMask; }
     StreamFormat getDsdMsbMask() const { return dsdMsbMask; }
-    CopyRoutine getCopyRoutine() const { return copyRoutine; }
     // The agreed latency and the Target's hardware latency, microseconds.
     uint32_t getAgreedLatency() const { return latency * 100u; }
     uint32_t getHardwareLatency() const { return hwLatency * 100u; }
@@ -111,7 +110,6 @@ public:
     // The working record of the last plan, with the Target's profile.
     const TransferConfig& getConfig() const { return config; }
     const BRINA::IPAddress& getTarget() const { return target; }
-    uint32_t getInfoCycle() const { return infoCycle; }
     uint32_t getThreadMode() const { return threadMode.load(std::memory_order_relaxed); }
     SyncState getState() const { return static_cast<SyncState>(state.load()); }
     bool isPlaying() const { return playing.load(); }
@@ -121,12 +119,6 @@ public:
     void setObserver(WorkerObserver* watcher) { observer.store(watcher); }
     // The Target's log lines are being fetched: open started the log thread.
     bool logsTarget() const { return logThread.joinable(); }
-    // Capabilities known without asking, e.g. from an earlier negotiation with the same Target.
-    void setCapabilities(StreamFormat pcm, StreamFormat dsdLsb, StreamFormat dsdMsb) {
-        pcmMask = pcm;
-        dsdLsbMask = dsdLsb;
-        dsdMsbMask = dsdMsb;
-    }
 
     // The depth of the feedback average that the mode word asks for, 1 to 8.
     static uint32_t feedbackDepth(uint32_t mode);
