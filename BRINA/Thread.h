@@ -1,6 +1,9 @@
 #pragma once
 // Thread priority, processor affinity and core count, in the driver's terms.
 #include <cstdint>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 namespace BRINA {
 
@@ -15,5 +18,16 @@ uint32_t physicalCoreCount();
 // Pins the calling thread to processor n (below 32) and moves the process's other threads off it.
 bool pinThreadToCpu(uint32_t n);
 void yieldThread();
+
+// Starts thread on body; false when the system can't make one, the one place where the standard library
+// reports by exception.
+template <typename Body> bool startThread(std::thread& thread, Body&& body) {
+    try {
+        thread = std::thread(std::forward<Body>(body));
+    } catch (const std::system_error&) {
+        return false;
+    }
+    return true;
+}
 
 } // namespace BRINA

@@ -6,16 +6,8 @@ namespace TESSERA {
 
 namespace {
 
-constexpr uint32_t kChannelField = 0x000000FF;
-constexpr uint32_t kPcmField = 0x0000FF00;
-constexpr uint32_t kDsdField = 0x000F0000;
-constexpr uint32_t kKindField = 0x000FFF00;
 constexpr uint32_t kUpperType =
-    0xFFFFFF00; // everything a sample kind brings: kind, bit order, byte order, word size
-constexpr uint32_t kDsdLsb = 0x00100000;
-constexpr uint32_t kDsdMsb = 0x00200000;
-constexpr uint32_t kDsdLittle = 0x00400000;
-constexpr uint32_t kDsdBig = 0x00800000;
+    0xFFFFFF00;                    // everything a sample kind brings: kind, bit order, byte order, word size
 constexpr uint32_t kWord32 = 0x02; // the word size field of 32-bit DSD words
 constexpr uint32_t kRateCode = 0x0000FFFF;
 constexpr uint32_t kSmallestDsdRate = 2822400;
@@ -77,27 +69,27 @@ bool exactlyOne(uint32_t word, uint32_t a, uint32_t b) {
 } // namespace
 
 bool StreamFormat::isPcm() const {
-    return (typeWord & kPcmField) != 0;
+    return (typeWord & FormatBits::PcmKinds) != 0;
 }
 
 bool StreamFormat::isDsd() const {
-    return !isPcm() && (typeWord & kDsdField) != 0;
+    return !isPcm() && (typeWord & FormatBits::DsdKinds) != 0;
 }
 
 uint32_t StreamFormat::channels() const {
-    const ChannelCode* c = channelCode(typeWord & kChannelField);
+    const ChannelCode* c = channelCode(typeWord & FormatBits::Channels);
     return c ? c->channels : 2; // an unknown code still gives the arithmetic a usable count
 }
 
 uint32_t StreamFormat::bytesPerSample() const {
-    const uint32_t kind = typeWord & kKindField;
+    const uint32_t kind = typeWord & FormatBits::Kinds;
     if (const SampleKind* k = pcmKind(kind)) return k->bytes;
     if (isDsdKind(kind)) return (typeWord >> 24) == kWord32 ? 4 : 2;
     return 2;
 }
 
 uint32_t StreamFormat::bitsPerSample() const {
-    const uint32_t kind = typeWord & kKindField;
+    const uint32_t kind = typeWord & FormatBits::Kinds;
     if (const SampleKind* k = pcmKind(kind)) return k->bits;
     if (kind == 0x10000) return 1;
     if (kind == 0x20000) return 4;
@@ -134,8 +126,8 @@ bool StreamFormat::setRate(uint64_t rate) {
 
 bool StreamFormat::merge(uint32_t newType, uint32_t newRate) {
     bool changed = false;
-    if ((newType & kChannelField) != 0) {
-        typeWord &= ~kChannelField;
+    if ((newType & FormatBits::Channels) != 0) {
+        typeWord &= ~FormatBits::Channels;
         changed = true;
     }
     if ((newType & kUpperType) != 0) {
@@ -153,21 +145,21 @@ bool StreamFormat::merge(uint32_t newType, uint32_t newRate) {
 }
 
 uint8_t StreamFormat::muteByte() const {
-    if ((typeWord & kDsdField) == 0) return 0;
-    return (typeWord & kDsdLsb) ? 0x69 : 0x96;
+    if ((typeWord & FormatBits::DsdKinds) == 0) return 0;
+    return (typeWord & FormatBits::DsdLsb) ? 0x69 : 0x96;
 }
 
 std::array<uint8_t, 8> StreamFormat::compactForm(uint16_t value16) const {
-    const uint32_t kind = typeWord & kKindField;
+    const uint32_t kind = typeWord & FormatBits::Kinds;
     uint8_t sampleClass = 4;
     if (kind == 0x2000 || kind == 0x4000)
         sampleClass = 2;
     else if (isDsdKind(kind))
         sampleClass = 8;
-    else if (typeWord & kPcmField)
+    else if (typeWord & FormatBits::PcmKinds)
         sampleClass = 1;
     std::array<uint8_t, 8> out{};
-    out[0] = static_cast<uint8_t>(typeWord & kChannelField);
+    out[0] = static_cast<uint8_t>(typeWord & FormatBits::Channels);
     out[1] = sampleClass;
     BRINA::writeLE16(out.data() + 2, value16);
     BRINA::writeLE32(out.data() + 4, rateWord);
@@ -175,12 +167,13 @@ std::array<uint8_t, 8> StreamFormat::compactForm(uint16_t value16) const {
 }
 
 bool StreamFormat::isValid() const {
-    if (!channelCode(typeWord & kChannelField)) return false;
-    const uint32_t kind = typeWord & kKindField;
-    if (pcmKind(kind)) return typeWord < 0x100000;
+    if (!channelCode(typeWord & FormatBits::Channels)) return false;
+    const uint32_t kind = typeWord & FormatBits::Kinds;
+    if (pcmKind(kind)) return typeWord < FormatBits::DsdLsb;
     if (!isDsdKind(kind)) return false;
-    return exactlyOne(typeWord, kDsdLsb, kDsdMsb) && exactlyOne(typeWord, kDsdLittle, kDsdBig) &&
-           (typeWord >> 24) == kWord32 && rate() >= kSmallestDsdRate;
+    return exactlyOne(typeWord, FormatBits::DsdLsb, FormatBits::DsdMsb) &&
+           exactlyOne(typeWord, FormatBits::DsdLittle, FormatBits::DsdBig) && (typeWord >> 24) == kWord32 &&
+           rate() >= kSmallestDsdRate;
 }
 
 } // namespace TESSERA

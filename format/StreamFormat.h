@@ -6,6 +6,20 @@
 
 namespace TESSERA {
 
+// The fields and bits of the type word, of a concrete format and of a capability mask alike.
+namespace FormatBits {
+constexpr uint32_t Channels = 0x000000FF;  // the channel count; in a mask, the counts taken
+constexpr uint32_t PcmKinds = 0x0000FF00;  // the PCM sample kinds
+constexpr uint32_t DsdKinds = 0x000F0000;  // the DSD sample kinds
+constexpr uint32_t Kinds = 0x000FFF00;     // every sample kind
+constexpr uint32_t Dsd1Bit = 0x00010000;   // DSD of one bit a sample
+constexpr uint32_t Dsd4Bit = 0x00020000;   // DSD of four bits a sample
+constexpr uint32_t DsdLsb = 0x00100000;    // DSD bit order: the first sample in the lowest bit
+constexpr uint32_t DsdMsb = 0x00200000;    // DSD bit order: the first sample in the highest bit
+constexpr uint32_t DsdLittle = 0x00400000; // DSD byte order of a word: little-endian
+constexpr uint32_t DsdBig = 0x00800000;    // DSD byte order of a word: big-endian
+} // namespace FormatBits
+
 class StreamFormat {
 public:
     StreamFormat() = default;

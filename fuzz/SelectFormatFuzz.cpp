@@ -3,6 +3,19 @@
 #include "BRINA/LittleEndian.h"
 #include "transport/Sync.h"
 
+namespace {
+// The session's negotiated facts, set by the fuzzer where a Target's answers would set them.
+class OpenSync : public TESSERA::Sync {
+public:
+    using Sync::copyRoutine;
+    using Sync::dsdLsbMask;
+    using Sync::dsdMsbMask;
+    using Sync::pcmMask;
+    using Sync::sinkFormat;
+    using Sync::sourceFormat;
+};
+} // namespace
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +27,7 @@ void require(bool condition) {
     if (!condition) __builtin_trap();
 }
 
-uint8_t copiedMute(const TESSERA::Sync& sync) {
+uint8_t copiedMute(const OpenSync& sync) {
     uint8_t in[8], out[8];
     std::memset(in, sync.sourceFormat.muteByte(), sizeof in);
     sync.copyRoutine(out, in, sizeof in);
@@ -29,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Three masks, the source format and a phase byte; a short input is padded with zeros.
     uint8_t input[33] = {};
     std::memcpy(input, data, std::min(size, sizeof input));
-    TESSERA::Sync sync;
+    OpenSync sync;
     sync.pcmMask = TESSERA::StreamFormat::fromU64(BRINA::readLE64(input));
     sync.dsdLsbMask = TESSERA::StreamFormat::fromU64(BRINA::readLE64(input + 8));
     sync.dsdMsbMask = TESSERA::StreamFormat::fromU64(BRINA::readLE64(input + 16));

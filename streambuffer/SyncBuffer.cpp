@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <system_error>
 
 namespace TESSERA {
 
@@ -28,13 +27,14 @@ void SyncBuffer::shutdown() {
 void SyncBuffer::prepareBuffer(uint32_t frames, uint32_t count) {
     // A ring needs two slots at least: with one, it would be empty and full at once.
     count = std::max<uint32_t>(count, 1);
-    blockBytes = sourceFormat.bytesPerSample() * sourceFormat.channels() * frames;
-    const uint8_t mute = sourceFormat.muteByte();
+    const StreamFormat format = getSourceFormat();
+    blockBytes = format.bytesPerSample() * format.channels() * frames;
+    const uint8_t mute = format.muteByte();
     ring.resize(count + 1);
     for (auto& slot : ring)
         slot.assign(blockBytes, mute);
     stopSilence.assign(blockBytes, mute);
-    underrunSilence.assign(sourceFormat.bytesPerSecond() / 100, mute);
+    underrunSilence.assign(format.bytesPerSecond() / 100, mute);
     writeCursor.store(0, std::memory_order_release);
     readCursor.store(1, std::memory_order_release);
     taken.store(false);
@@ -53,7 +53,7 @@ bool SyncBuffer::hasFreeSlot() const {
 }
 
 bool SyncBuffer::sessionRuns() const {
-    const uint32_t now = state.load();
+    const uint32_t now = getState();
     return now == Connecting || now == Streaming || now == Disconnecting;
 }
 
@@ -96,13 +96,7 @@ bool SyncBuffer::streamTaken() {
 void SyncBuffer::fillBuffer(std::vector<uint8_t>&, bool) {}
 
 bool SyncBuffer::startBufferWorker() {
-    // The one place where the standard library reports by exception: a thread the system can't make.
-    try {
-        bufferThread = std::thread(&SyncBuffer::bufferWorker, this);
-    } catch (const std::system_error&) {
-        return false;
-    }
-    return true;
+    return BRINA::startThread(bufferThread, [this] { bufferWorker(); });
 }
 
 void SyncBuffer::bufferWorker() {
@@ -143,8 +137,7 @@ void SyncBuffer::bufferWorker() {
 
 bool SyncBuffer::connect() {
     // A stream that ended by itself leaves BufferWorker to be joined; Idle ends both threads first.
-    state.store(Idle);
-    if (workerThread.joinable()) workerThread.join();
+    endWorker();
     if (bufferThread.joinable()) bufferThread.join();
     if (!Sync::connect()) return false;
     disconnecting.store(false);
@@ -163,8 +156,7 @@ void SyncBuffer::play() {
     disconnecting.store(false);
     stopping.store(false);
     stopDone.store(false);
-    playing.store(true);
-    BRINA::LogStream(6, "play ") << state.load();
+    Sync::play();
     wakeProducer();
 }
 

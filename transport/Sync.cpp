@@ -120,10 +120,10 @@ bool Sync::getSinkFormats(const BRINA::IPAddress& to) {
     uint64_t overview = 0;
     if (!ask(0, overview) || overview == 0) return false;
     uint64_t pcm = 0, lsb = 0, msb = 0;
-    if ((overview & 0x0000FF00u) && !ask(overview & 0x0000FF00u, pcm)) return false;
-    if (overview & 0x000F0000u) {
-        if ((overview & 0x00100000u) && !ask(0x100000u, lsb)) return false;
-        if ((overview & 0x00200000u) && !ask(0x200000u, msb)) return false;
+    if ((overview & FormatBits::PcmKinds) && !ask(pcmSelector(overview), pcm)) return false;
+    if (overview & FormatBits::DsdKinds) {
+        if ((overview & FormatBits::DsdLsb) && !ask(kFormatDsdLsb, lsb)) return false;
+        if ((overview & FormatBits::DsdMsb) && !ask(kFormatDsdMsb, msb)) return false;
     }
     pcmMask = StreamFormat::fromU64(pcm);
     dsdLsbMask = StreamFormat::fromU64(lsb);
@@ -189,9 +189,9 @@ bool Sync::getInfo(const BRINA::IPAddress& to, uint32_t latencyMicroseconds, boo
     return true;
 }
 
-bool Sync::isAlive() {
+bool Sync::isAlive(const BRINA::IPAddress& to) {
     std::vector<uint8_t> answer;
-    return sendAck(controlSocket, target, formatRequest(0), NOPBREAK_ANS, answer, kAckTimeout) &&
+    return sendAck(controlSocket, to, formatRequest(0), NOPBREAK_ANS, answer, kAckTimeout) &&
            hasContent(answer);
 }
 

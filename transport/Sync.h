@@ -3,6 +3,7 @@
 // from the Target, the formats and the routine that copies between them, and the transfer plan.
 #include "BRINA/Network/IPAddress.h"
 #include "BRINA/Network/Socket.h"
+#include "BRINA/Thread.h"
 #include "format/CopyRoutines.h"
 #include "format/Stream.h"
 #include "format/StreamFormat.h"
@@ -12,7 +13,9 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -29,7 +32,6 @@ public:
     // The states of a stream, shared by the caller's thread and the worker.
     enum SyncState : uint32_t { Idle = 0, Connecting = 1, Streaming = 2, Disconnecting = 3 };
     static constexpr uint32_t kReleaseNumber = 112;
-    static constexpr uint16_t kTargetLogPort = 19642;
 
     Sync();
     // Does what close does.
@@ -63,7 +65,9 @@ public:
     bool getInfo(const BRINA::IPAddress& target, uint32_t latencyMicroseconds, bool nopBreak);
     bool getSinkFormats(const BRINA::IPAddress& target);
     bool getProfile(const BRINA::IPAddress& target);
-    bool isAlive();
+    // The Target answers the format overview: the session's Target, or the one given.
+    bool isAlive() { return isAlive(target); }
+    bool isAlive(const BRINA::IPAddress& to);
     // The probing form of the data size question; mtu in and out.
     bool probeMtu(const BRINA::IPAddress& target, uint16_t& mtu);
     void setDataSize(uint16_t mtu, uint16_t max);
@@ -74,12 +78,13 @@ public:
 
     // Plans of the transfer: rows 0 and 1 from the Target's profile and two limits.
     void configTransferAuto(uint32_t limit, uint32_t cycle, uint32_t lowLimit);
+    // One row: FixMode or VarMode for the cycle with at most maxCount packets (0: the Target's most).
+    bool configTransferFix(uint32_t cycle, uint32_t maxCount);
+    bool configTransferVar(uint32_t cycle, uint32_t maxCount);
     bool configTransferFixAuto(uint32_t cycle);
     bool configTransferVarAuto(uint32_t cycle);
     bool configTransferRandom(uint32_t limit, uint32_t cycle, uint32_t maxCount);
     void setTransferProfile(const TransferProfile& record);
-    // config with the session's format and limits, and the given shortest cycle.
-    void prepareConfig(uint32_t limitCycle);
 
     // Whether the Target takes this concrete format, by the capability mask that its kind and bit order pick.
     bool canFormat(uint32_t typeWord, uint32_t rateWord) const;
@@ -88,7 +93,60 @@ public:
     // Swaps copyRoutine for the member of its pair that hostInvert XOR targetInvert asks for.
     void setPlayPhase(bool hostInvert, bool targetInvert);
 
-    // Public fields, no accessors: the driver reads formats and masks, the negotiation writes the masks.
+    // What the negotiation and selectFormat settled, for the caller between streams and for its reports.
+    StreamFormat getSourceFormat() const { return sourceFormat; }
+    StreamFormat getSinkFormat() const { return sinkFormat; }
+    StreamFormat getPcmMask() const { return pcmMask; }
+    StreamFormat getDsdLsbMask() const { return dsdLsbMask; }
+    StreamFormat getDsdMsbMask() const { return dsdMsbMask; }
+    // The agreed latency and the Target's hardware latency, microseconds.
+    uint32_t getAgreedLatency() const { return latency * 100u; }
+    uint32_t getHardwareLatency() const { return hwLatency * 100u; }
+    uint16_t getMaxPacketSize() const { return maxPacketSize; }
+    uint16_t getMaxPacketCount() const { return maxPacketCount; }
+    // The plan's rows: row 0 first, the others its fallbacks.
+    int32_t getProfileCount() const { return profileCount; }
+    const TransferProfile& getTransferProfile(size_t row) const { return profiles[row]; }
+    // The working record of the last plan, with the Target's profile.
+    const TransferConfig& getConfig() const { return config; }
+    const BRINA::IPAddress& getTarget() const { return target; }
+    // The Target's log endpoint; read on the host's thread between negotiations.
+    const BRINA::IPAddress& getTargetLog() const { return targetLog; }
+    uint32_t getThreadMode() const { return threadMode.load(std::memory_order_relaxed); }
+    SyncState getState() const { return static_cast<SyncState>(state.load()); }
+    bool isPlaying() const { return playing.load(); }
+    // The worker exists: running, or ended and not yet joined.
+    bool hasWorker() const { return workerThread.joinable(); }
+    std::thread::native_handle_type workerHandle() { return workerThread.native_handle(); }
+    void setObserver(WorkerObserver* watcher) { observer.store(watcher); }
+    // The Target's log lines are being fetched: open started the log thread.
+    bool logsTarget() const { return logThread.joinable(); }
+
+    // The depth of the feedback average that the mode word asks for, 1 to 8.
+    static uint32_t feedbackDepth(uint32_t mode);
+
+protected:
+    // The worker thread: its set-up from the mode word, then the loop.
+    void wthMain();
+    void wthLoop();
+    // Signals connectCondition; the worker's set-up and end, and a failed connectPrepare.
+    void wakeConnectWait();
+    // Starts workerThread on first, then wthMain: for a subclass that holds the worker back.
+    bool startWorkerAfter(std::function<void()> first) {
+        return BRINA::startThread(workerThread, [this, first = std::move(first)] {
+            first();
+            wthMain();
+        });
+    }
+    // The state without a worker, for a subclass whose test drives the stream buffer's producer alone.
+    void setState(SyncState value) { state.store(value); }
+    // Ends a running worker's loop at its next pass and joins it; the state is then Idle.
+    void endWorker() {
+        state.store(Idle);
+        if (workerThread.joinable()) workerThread.join();
+    }
+
+    // What the negotiation and selectFormat settled: the stream buffer reads them, a test session sets them.
     // Set by selectFormat on the host's thread before the worker exists, then switched and called by the
     // worker alone: never touched by two threads at once, so a plain pointer.
     CopyRoutine copyRoutine = copyPlain;
@@ -102,6 +160,15 @@ public:
     StreamFormat dsdLsbMask;
     StreamFormat dsdMsbMask;
 
+    // The Target's control endpoint, written by getInfo once every mandatory question was answered.
+    BRINA::IPAddress target;
+    uint16_t latency = 0;   // 100 us units, agreed with the Target
+    uint16_t hwLatency = 0; // 100 us units, the Target's hardware
+
+private:
+    // config with the session's format and limits, and the given shortest cycle.
+    void prepareConfig(uint32_t limitCycle);
+    friend class WorkerLoop; // the worker reads what was negotiated and drives the control socket
     // The worker; started by connect, joined by disconnect, the next connect or close.
     std::thread workerThread;
     // Every control exchange and the stream itself: the host's thread until the worker exists, then the
@@ -116,13 +183,10 @@ public:
     std::atomic<uint32_t> state{Idle};
     // Written by the caller's thread (play, stop); read by the worker at each filling of a packet.
     std::atomic<bool> playing{false};
-    // The Target's control endpoint, and the same address at the log port. targetLog is written by getInfo
-    // before it raises logRestart, and read by logThread after it has cleared the flag.
-    BRINA::IPAddress target;
+    // The Target's address at the log port: written by getInfo before it raises logRestart, and read by
+    // logThread after it has cleared the flag.
     BRINA::IPAddress targetLog;
     std::atomic<bool> logRestart{false};
-    uint16_t latency = 0;   // 100 us units, agreed with the Target
-    uint16_t hwLatency = 0; // 100 us units, the Target's hardware
     // Written by the host's thread between streams (and by the worker's set-up); read by the worker.
     std::atomic<uint32_t> threadMode{0};
     // Written by the host's thread at any time; read by the worker at each feedback.
@@ -141,18 +205,6 @@ public:
     std::string hostName;
     uint64_t productId = 0;
 
-    // The depth of the feedback average that the mode word asks for, 1 to 8.
-    static uint32_t feedbackDepth(uint32_t mode);
-
-protected:
-    // The worker thread: its set-up from the mode word, then the loop.
-    void wthMain();
-    void wthLoop();
-    // Signals connectCondition; the worker's set-up and end, and a failed connectPrepare.
-    void wakeConnectWait();
-
-private:
-    friend class WorkerLoop; // the worker's stream signals connectWait as it starts
     void targetLogThread();
     // Set by close, read by the log thread at each bounded wait: it ends before its socket is closed.
     std::atomic<bool> logStop{false};

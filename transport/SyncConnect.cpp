@@ -1,12 +1,12 @@
 // The life of one stream on the caller's side: tell the Target, start the worker, wait, play, end.
 #include "BRINA/LogStream.h"
+#include "BRINA/Thread.h"
 #include "transport/Sync.h"
 #include "transport/wire/SendAck.h"
 #include "transport/wire/SyncCommands.h"
 #include "transport/wire/SyncMessages.h"
 
 #include <chrono>
-#include <system_error>
 #include <vector>
 
 namespace TESSERA {
@@ -45,13 +45,7 @@ bool Sync::connect() {
 }
 
 bool Sync::startWorker() {
-    // The one place where the standard library reports by exception: a thread the system can't make.
-    try {
-        workerThread = std::thread(&Sync::wthMain, this);
-    } catch (const std::system_error&) {
-        return false;
-    }
-    return true;
+    return BRINA::startThread(workerThread, [this] { wthMain(); });
 }
 
 bool Sync::connectWait() {

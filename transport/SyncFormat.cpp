@@ -6,15 +6,6 @@ namespace TESSERA {
 
 namespace {
 
-constexpr uint32_t kPcmField = 0x0000FF00;
-constexpr uint32_t kDsdField = 0x000F0000;
-constexpr uint32_t kKindField = 0x000FFF00;
-constexpr uint32_t kDsd1Bit = 0x00010000;
-constexpr uint32_t kDsd4Bit = 0x00020000;
-constexpr uint32_t kLsb = 0x00100000;
-constexpr uint32_t kMsb = 0x00200000;
-constexpr uint32_t kLittle = 0x00400000;
-constexpr uint32_t kBig = 0x00800000;
 constexpr uint32_t kWords32 = 0x02000000; // bit 25 of a mask: the Target takes 32-bit DSD words
 
 // The four DSD sink formats: 1 bit per sample in 32-bit words, by bit order and byte order.
@@ -60,10 +51,10 @@ constexpr Conversion kOtherOrderBytesTurned[2][2] = {
 } // namespace
 
 bool Sync::canFormat(uint32_t typeWord, uint32_t rateWord) const {
-    if (typeWord & kPcmField) return covers(pcmMask, typeWord, rateWord);
-    if ((typeWord & kDsdField) == 0) return false;
-    if (typeWord & kLsb) return covers(dsdLsbMask, typeWord, rateWord);
-    if (typeWord & kMsb) return covers(dsdMsbMask, typeWord, rateWord);
+    if (typeWord & FormatBits::PcmKinds) return covers(pcmMask, typeWord, rateWord);
+    if ((typeWord & FormatBits::DsdKinds) == 0) return false;
+    if (typeWord & FormatBits::DsdLsb) return covers(dsdLsbMask, typeWord, rateWord);
+    if (typeWord & FormatBits::DsdMsb) return covers(dsdMsbMask, typeWord, rateWord);
     // No bit order, as in a question by rate alone: either DSD mask will do.
     const StreamFormat either(dsdLsbMask.type() | dsdMsbMask.type(),
                               dsdLsbMask.rateBits() | dsdMsbMask.rateBits());
@@ -76,14 +67,14 @@ bool Sync::selectFormat(uint32_t typeWord, uint32_t rateWord) {
         sourceFormat = sinkFormat = StreamFormat(typeWord, rateWord);
         return true;
     }
-    const uint32_t kind = typeWord & kKindField;
-    if (kind != kDsd1Bit && kind != kDsd4Bit) return false;
-    if (((dsdLsbMask.type() | dsdMsbMask.type()) & kDsd1Bit) == 0) return false;
+    const uint32_t kind = typeWord & FormatBits::Kinds;
+    if (kind != FormatBits::Dsd1Bit && kind != FormatBits::Dsd4Bit) return false;
+    if (((dsdLsbMask.type() | dsdMsbMask.type()) & FormatBits::Dsd1Bit) == 0) return false;
     const StreamFormat source(typeWord, rateWord);
     if (source.bytesPerSample() != 4) return false;
 
-    const bool lsb = (typeWord & kLsb) != 0;
-    const bool little = (typeWord & kLittle) != 0;
+    const bool lsb = (typeWord & FormatBits::DsdLsb) != 0;
+    const bool little = (typeWord & FormatBits::DsdLittle) != 0;
     const StreamFormat& sameMask = lsb ? dsdLsbMask : dsdMsbMask;
     const StreamFormat& otherMask = lsb ? dsdMsbMask : dsdLsbMask;
     const Conversion* conversion = nullptr;
@@ -91,7 +82,7 @@ bool Sync::selectFormat(uint32_t typeWord, uint32_t rateWord) {
         conversion = &kSameOrder[lsb][little];
     else if (!(otherMask.type() & kWords32))
         return false;
-    else if (otherMask.type() & (little ? kBig : kLittle))
+    else if (otherMask.type() & (little ? FormatBits::DsdBig : FormatBits::DsdLittle))
         conversion = &kOtherOrderBytesKept[lsb][little];
     else
         conversion = &kOtherOrderBytesTurned[lsb][little];

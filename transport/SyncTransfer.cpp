@@ -15,6 +15,20 @@ void Sync::setTransferProfile(const TransferProfile& record) {
     profileCount = 1;
 }
 
+bool Sync::configTransferFix(uint32_t cycle, uint32_t maxCount) {
+    prepareConfig(400);
+    if (!config.configTransferFix(cycle, maxCount)) return false;
+    setTransferProfile(config.result());
+    return true;
+}
+
+bool Sync::configTransferVar(uint32_t cycle, uint32_t maxCount) {
+    prepareConfig(400);
+    if (!config.configTransferVar(cycle, maxCount)) return false;
+    setTransferProfile(config.result());
+    return true;
+}
+
 bool Sync::configTransferFixAuto(uint32_t cycle) {
     prepareConfig(400);
     if (!config.configTransferFixAuto(cycle)) return false;

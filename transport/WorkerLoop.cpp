@@ -21,7 +21,7 @@ constexpr uint32_t kShortWait = 100;      // microseconds; spun instead of slept
 
 // The session still wants the worker: close and connect let it go by storing Idle.
 bool stillWanted(const void* session) {
-    return static_cast<const Sync*>(session)->state.load() != Sync::Idle;
+    return static_cast<const Sync*>(session)->getState() != Sync::Idle;
 }
 
 } // namespace

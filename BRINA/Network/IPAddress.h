@@ -86,5 +86,7 @@ using LocalAddressMap = std::map<IPAddress, InterfaceNames>;
 bool getMyLocalAddresV6(LocalAddressMap& map);
 bool getMyLocalAddresV6(LocalAddressMap& map, bool withLoopback);
 bool getMyLocalAddresV4(LocalAddressMap& map);
+// The scope of the interface of that name, by its IPv6 addresses; 0 when no such interface has one.
+uint32_t scopeOfInterface(const std::string& name);
 
 } // namespace BRINA

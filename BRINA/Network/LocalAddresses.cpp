@@ -40,4 +40,13 @@ bool getMyLocalAddresV4(LocalAddressMap& map) {
     return localAddresses(OsAddressFamily::IPv4, map);
 }
 
+uint32_t scopeOfInterface(const std::string& name) {
+    LocalAddressMap local;
+    getMyLocalAddresV6(local);
+    uint32_t scope = 0;
+    for (const auto& [address, names] : local)
+        if (names.name == name) scope = address.scope();
+    return scope;
+}
+
 } // namespace BRINA

@@ -1,7 +1,7 @@
 #include "bench/stream_bench/RunWriter.h"
 
-#include "bench/stream_bench/JsonWriter.h"
 #include "tools/common/FormatText.h"
+#include "tools/common/JsonWriter.h"
 
 #include <algorithm>
 #include <cmath>

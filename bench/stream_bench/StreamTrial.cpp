@@ -4,6 +4,7 @@
 #include "bench/stream_bench/BareLoop.h"
 #include "bench/stream_bench/BenchSource.h"
 #include "bench/stream_bench/Stats.h"
+#include "transport/SessionSetup.h"
 
 #include <algorithm>
 #include <chrono>
@@ -29,29 +30,6 @@ struct CpuMark {
 
 } // namespace
 
-bool StreamTrial::plan(BenchSource& session, std::string& error) {
-    session.prepareConfig(400);
-    const uint32_t cycle = options.cycle;
-    bool planned = false;
-    switch (options.plan) {
-    case BenchOptions::Plan::Fix:
-        planned = session.config.configTransferFix(cycle, 0);
-        break;
-    case BenchOptions::Plan::Var:
-        planned = session.config.configTransferVar(cycle, 0);
-        break;
-    case BenchOptions::Plan::Random:
-        planned = session.config.configTransferRandom(cycle / 2, cycle, 0);
-        break;
-    }
-    if (!planned) {
-        error = "no plan fits a cycle of " + std::to_string(cycle) + " us within the packet limits";
-        return false;
-    }
-    session.setTransferProfile(session.config.result());
-    return true;
-}
-
 TrialResult StreamTrial::run(uint32_t seed) {
     TrialResult result;
     result.seed = seed;
@@ -65,7 +43,7 @@ TrialResult StreamTrial::run(uint32_t seed) {
 
     BenchSource session;
     if (!session.open(options.threadMode, options.infoCycle, 0, "stream_bench", 0) ||
-        !session.getInfo(target.control(), 0, false)) {
+        !SessionSetup::negotiate(session, target.control(), 0, false)) {
         result.error = "the software Target did not answer the negotiation";
         return result;
     }
@@ -73,10 +51,14 @@ TrialResult StreamTrial::run(uint32_t seed) {
         result.error = "the Target does not take the format " + options.formatText;
         return result;
     }
-    if (!plan(session, result.error)) return result;
-    const TransferProfile& p = session.profiles[0];
+    if (!SessionSetup::plan(session, options.planSettings())) {
+        result.error =
+            "no plan fits a cycle of " + std::to_string(options.cycle) + " us within the packet limits";
+        return result;
+    }
+    const TransferProfile& p = session.getTransferProfile(0);
     result.plan = p;
-    const StreamFormat source = session.sourceFormat;
+    const StreamFormat source = session.getSourceFormat();
     const uint32_t blockFrames = static_cast<uint32_t>(std::max<uint64_t>(
         1, uint64_t{source.bytesPerSecond()} * options.blockMs / 1000 / source.bytesPerFrame()));
     session.prepare(blockFrames, options.blocks, 0);
@@ -84,10 +66,10 @@ TrialResult StreamTrial::run(uint32_t seed) {
     session.reserveFills(static_cast<size_t>(options.seconds * 1000.0 / options.blockMs * 2) + 64);
     BurstRecorder recorder(static_cast<size_t>(cycles * 1.5) + 1000,
                            static_cast<size_t>(options.seconds * 1e6 / options.infoCycle * 4) + 100);
-    session.observer.store(&recorder);
+    session.setObserver(&recorder);
 
     if (!session.connectPrepare() || !session.connect() || !session.connectWait() ||
-        session.state.load() != Sync::Streaming) {
+        session.getState() != Sync::Streaming) {
         result.error = "the stream did not start";
         session.disconnect();
         return result;
@@ -99,7 +81,7 @@ TrialResult StreamTrial::run(uint32_t seed) {
         b.packets = options.barePackets >= 0 ? static_cast<uint32_t>(options.barePackets) : p.packetCount;
         const uint32_t payload = p.fixedPacketBytes != 0
                                      ? p.fixedPacketBytes
-                                     : (p.framesQ14 >> 14) * session.sinkFormat.bytesPerFrame();
+                                     : (p.framesQ14 >> 14) * session.getSinkFormat().bytesPerFrame();
         b.datagramBytes = 16 + ((payload + 7) & ~7u);
         b.threadMode = options.threadMode;
         b.longestSeconds = longest;
@@ -123,13 +105,13 @@ TrialResult StreamTrial::run(uint32_t seed) {
         m.process = ThreadCpu::ofProcess();
     };
     sleepUntil(windowStart);
-    const bool clocks = ThreadCpu::clockOf(session.workerThread.native_handle(), workerClock) &&
+    const bool clocks = ThreadCpu::clockOf(session.workerHandle(), workerClock) &&
                         session.producerClock(producerClock) && (!options.bare || bare.cpuClock(bareClock)) &&
                         recorder.workerTid() != 0;
     CpuMark first, last;
     if (clocks) mark(first);
     sleepUntil(windowEnd);
-    const bool alive = session.state.load() == Sync::Streaming;
+    const bool alive = session.getState() == Sync::Streaming;
     if (clocks && alive) mark(last);
     const uint32_t measuredEnd = BRINA::nowMicroseconds();
     bare.stop();

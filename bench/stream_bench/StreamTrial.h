@@ -49,7 +49,6 @@ public:
     TrialResult run(uint32_t seed);
 
 private:
-    bool plan(class BenchSource& session, std::string& error);
     const BenchOptions& options;
 };
 

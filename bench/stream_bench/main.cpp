@@ -21,7 +21,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (help) {
-        std::fputs(BenchOptions::usage(), stdout);
+        std::fputs(BenchOptions::usage().c_str(), stdout);
         return 0;
     }
     if (options.headerOnly) {

@@ -24,7 +24,7 @@ public:
         sourceFormat = StreamFormat(type, rate);
     }
     ~CountingBuffer() override {
-        state.store(Idle);
+        endWorker();
         shutdown();
     }
     void fillBuffer(std::vector<uint8_t>& slot, bool first) override {
@@ -36,9 +36,10 @@ public:
     }
     // The producer runs as long as the session is in one of its running states.
     void startProducer() {
-        state.store(Streaming);
+        setState(Streaming);
         ASSERT_TRUE(startBufferWorker());
     }
+    void endStream() { setState(Idle); }
     std::atomic<uint32_t> fills{0};
     std::atomic<uint32_t> firsts{0};
 };
@@ -171,13 +172,13 @@ TEST(SyncBufferTest, EndOfStreamStopAndPlay) {
     EXPECT_EQ(s.data[0], 0);
     stopper.join();
     EXPECT_TRUE(stopped.load());
-    EXPECT_FALSE(buffer.playing.load());
+    EXPECT_FALSE(buffer.isPlaying());
     EXPECT_TRUE(capture.contains("SyncBuffer::stop"));
     std::this_thread::sleep_for(20ms);
     EXPECT_EQ(buffer.fills.load(), 0u); // a stopped buffer isn't refilled
 
     buffer.play();
-    EXPECT_TRUE(buffer.playing.load());
+    EXPECT_TRUE(buffer.isPlaying());
     EXPECT_TRUE(capture.contains("play 2"));
     ASSERT_TRUE(eventually([&] { return buffer.fills.load() == 2; }));
 
@@ -193,7 +194,7 @@ TEST(SyncBufferTest, EndOfStreamStopAndPlay) {
     EXPECT_EQ(s.data, nullptr);
     EXPECT_EQ(s.size, 0u);
     EXPECT_TRUE(eventually([&] { return capture.contains("finish BufferWorker"); }));
-    buffer.state.store(Sync::Idle);
+    buffer.endStream();
     EXPECT_TRUE(eventually([&] { return capture.contains("done BufferWorker"); }));
 }
 

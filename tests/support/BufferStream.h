@@ -3,7 +3,8 @@
 // of one packet a millisecond, and a source streamed until it has put everything into its ring.
 #include "BRINA/Network/IPAddress.h"
 #include "format/StreamFormat.h"
-#include "tests/support/PatientNegotiation.h"
+#include "tests/support/TestPatience.h"
+#include "transport/SessionSetup.h"
 #include "transport/Sync.h"
 
 #include <chrono>
@@ -15,26 +16,22 @@ namespace TESTING {
 // prepares its ring.
 inline bool negotiateOnePacketAMillisecond(TESSERA::Sync& session, const BRINA::IPAddress& control,
                                            TESSERA::StreamFormat format, const char* hostName) {
-    if (!session.open(1, 10000, 0, hostName, 0) || !getInfoPatiently(session, control) ||
-        !session.selectFormat(format.type(), format.rateBits()))
-        return false;
-    session.prepareConfig(400);
-    if (!session.config.configTransferFix(1000, 1)) return false;
-    session.setTransferProfile(session.config.result());
-    return true;
+    return session.open(1, 10000, 0, hostName, 0) &&
+           TESSERA::SessionSetup::negotiate(session, control, 0, false, kTestPatience) &&
+           session.selectFormat(format.type(), format.rateBits()) && session.configTransferFix(1000, 1);
 }
 
 // Streams until the source says all is in the ring, then ends the stream: true when it got there and the
 // session is Idle with its worker joined. Source is a stream buffer with finished().
 template <typename Source> bool streamToTheEnd(Source& source) {
     if (!source.connectPrepare() || !source.connect() || !source.connectWait() ||
-        source.state.load() != TESSERA::Sync::Streaming)
+        source.getState() != TESSERA::Sync::Streaming)
         return false;
     source.play();
     for (int i = 0; i < 1000 && !source.finished(); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     source.disconnect();
-    return source.finished() && source.state.load() == TESSERA::Sync::Idle && !source.workerThread.joinable();
+    return source.finished() && source.getState() == TESSERA::Sync::Idle && !source.hasWorker();
 }
 
 } // namespace TESTING

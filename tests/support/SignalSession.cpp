@@ -1,7 +1,8 @@
 #include "tests/support/SignalSession.h"
 
-#include "tests/support/PatientNegotiation.h"
+#include "tests/support/TestPatience.h"
 #include "tools/signal/TestSignal.h"
+#include "transport/SessionSetup.h"
 
 #include <algorithm>
 #include <chrono>
@@ -15,51 +16,33 @@ using namespace TESSERA;
 bool SignalSession::negotiate(const BRINA::IPAddress& control, StreamFormat hostFormat, Plan plan,
                               uint32_t mode, uint32_t limit, uint32_t infoCycle) {
     if (!open(mode, infoCycle, 0, "e2e test", 0)) return false;
-    const bool answered = getInfoPatiently(*this, control);
-    if (!answered || !selectFormat(hostFormat.type(), hostFormat.rateBits())) return false;
-    prepareConfig(400);
-    switch (plan) {
-    case Plan::Fix:
-        if (!config.configTransferFix(1000, 1)) return false;
-        setTransferProfile(config.result());
-        return true;
-    case Plan::Var:
-        if (!config.configTransferVar(1000, 1)) return false;
-        setTransferProfile(config.result());
-        return true;
-    case Plan::Random:
-        return configTransferRandom(500, 1000, 1);
-    case Plan::FixAuto:
-        return configTransferFixAuto(1000);
-    case Plan::VarAuto:
-        return configTransferVarAuto(1000);
-    case Plan::Profile:
-        configTransferAuto(limit, 0, 1000);
-        return true;
-    }
-    return false;
+    if (!SessionSetup::negotiate(*this, control, 0, false, kTestPatience) ||
+        !selectFormat(hostFormat.type(), hostFormat.rateBits()))
+        return false;
+    // A cycle of a millisecond with one packet; Random's cycles from half of it.
+    return SessionSetup::plan(*this, PlanSettings{plan, 1000, 500, limit, 1});
 }
 
 void SignalSession::prepareSignal(double seconds) {
-    const uint32_t frameBytes = sourceFormat.bytesPerFrame();
-    framesPerSecond = frameBytes == 0 ? 0 : sourceFormat.bytesPerSecond() / frameBytes;
+    const uint32_t frameBytes = getSourceFormat().bytesPerFrame();
+    framesPerSecond = frameBytes == 0 ? 0 : getSourceFormat().bytesPerSecond() / frameBytes;
     blockFrames = static_cast<uint32_t>(std::max<uint64_t>(1, framesPerSecond / 100));
     const auto blocks = static_cast<uint64_t>(std::ceil(seconds * 100));
     totalFrames = blocks * blockFrames;
     signal.resize(totalFrames * frameBytes);
-    TestSignal(sourceFormat).render(0, static_cast<uint32_t>(totalFrames), signal.data());
-    silence.assign(uint64_t{blockFrames} * frameBytes, sourceFormat.muteByte());
+    TestSignal(getSourceFormat()).render(0, static_cast<uint32_t>(totalFrames), signal.data());
+    silence.assign(uint64_t{blockFrames} * frameBytes, getSourceFormat().muteByte());
 }
 
 bool SignalSession::getNewStream(Stream& out) {
-    if (state.load() == Disconnecting) return false; // the end of the audio
+    if (getState() == Disconnecting) return false; // the end of the audio
     const uint64_t first = handedOut.load();
     if (first >= totalFrames) {
         out = Stream{silence.data(), static_cast<uint32_t>(silence.size())};
         return true;
     }
     const uint64_t frames = std::min<uint64_t>(blockFrames, totalFrames - first);
-    const uint32_t frameBytes = sourceFormat.bytesPerFrame();
+    const uint32_t frameBytes = getSourceFormat().bytesPerFrame();
     out = Stream{signal.data() + first * frameBytes, static_cast<uint32_t>(frames * frameBytes)};
     handedOut.store(first + frames);
     return true;
@@ -71,28 +54,25 @@ bool SignalSession::connect() {
 }
 
 bool SignalSession::streamAll(uint32_t playAfterMs) {
-    if (!connectPrepare() || !connect() || !connectWait() || state.load() != Streaming) return false;
+    if (!connectPrepare() || !connect() || !connectWait() || getState() != Streaming) return false;
     if (playAfterMs != 0) std::this_thread::sleep_for(std::chrono::milliseconds(playAfterMs));
     play();
     // The signal's own length and ten seconds more, for a busy machine.
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10) +
                        std::chrono::milliseconds(totalFrames * 1000 / std::max<uint64_t>(1, framesPerSecond));
-    while (!signalTaken() && state.load() == Streaming && std::chrono::steady_clock::now() < limit)
+    while (!signalTaken() && getState() == Streaming && std::chrono::steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    const bool taken = signalTaken() && state.load() == Streaming;
+    const bool taken = signalTaken() && getState() == Streaming;
     disconnect();
-    return taken && state.load() == Idle && !workerThread.joinable();
+    return taken && getState() == Idle && !hasWorker();
 }
 
 bool SignalSession::startWorker() {
     if (!gated) return Sync::startWorker();
-    workerThread = std::thread([this] {
+    return startWorkerAfter([this] {
         std::unique_lock<std::mutex> lock(gateMutex);
         gateOpened.wait_for(lock, std::chrono::seconds(10), [this] { return gateIsOpen; });
-        lock.unlock();
-        wthMain();
     });
-    return true;
 }
 
 void SignalSession::openGate() {

@@ -4,6 +4,7 @@
 #include "BRINA/Network/IPAddress.h"
 #include "format/Stream.h"
 #include "format/StreamFormat.h"
+#include "transport/SessionSetup.h"
 #include "transport/Sync.h"
 
 #include <atomic>
@@ -17,7 +18,8 @@ namespace TESTING {
 class SignalSession : public TESSERA::Sync {
 public:
     // The plans that the driver's start can choose, by the name of its setting.
-    enum class Plan { Fix, Var, Random, FixAuto, VarAuto, Profile };
+    using Plan = TESSERA::PlanMode;
+    using Sync::latency; // a test asks the worker's set-up for another latency
 
     // Opens the session, asks the Target everything, takes the host's format and plans the stream; false
     // at the first step that fails. The profile plan passes limit as the Target profile's time limit. The

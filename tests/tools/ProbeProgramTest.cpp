@@ -23,7 +23,7 @@ TEST(ProbeProgramTest, ReportsTheNegotiationAndThePlanOrSaysWhy) {
     // clang-format off
     struct { std::string arguments; int status; std::string expected; } rows[] = {
         // 99 frames: 96 and 3%, rounded up
-        {at + " --format 96000:24:2", 0, "plan           Fix, a cycle of 1000 us, 1 packet(s) of 96.000 frames, largest 594 bytes"},
+        {at + " --format 96000:24:2", 0, "plan           Fix, a cycle of 1000 us, 1 packet(s) of 96.000 frames, at most 594 bytes"},
         {at + " --format 44100:16:2", 0, "the Target does not take it"},
         {at + " --latency 4000", 0, "latency        6500 us in all (agreed 4000 us, hardware 2500 us)"},
         {"::1,1", 1, "the Target did not answer every question"},

@@ -41,9 +41,9 @@ TEST_P(BitPerfectStreamTest, ArrivesBitPerfect) {
     ASSERT_TRUE(target.started());
     SignalSession session;
     ASSERT_TRUE(session.negotiate(target.control(), c.format, c.plan));
-    ASSERT_EQ(session.sinkFormat, c.format);
-    EXPECT_EQ(session.profiles[0].transferMode, c.mode);
-    EXPECT_EQ(session.profileCount, c.plan == Plan::Profile ? 2 : 1);
+    ASSERT_EQ(session.getSinkFormat(), c.format);
+    EXPECT_EQ(session.getTransferProfile(0).transferMode, c.mode);
+    EXPECT_EQ(session.getProfileCount(), c.plan == Plan::Profile ? 2 : 1);
     // Under a sanitizer the Target checks the fastest streams slower than they come: a tenth of a second
     // of them still fits in its receive queue.
     const bool heavy = c.format.bytesPerSecond() > 10000000;

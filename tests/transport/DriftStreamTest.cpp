@@ -111,7 +111,7 @@ TEST_P(DriftStreamTest, RateFollowsTheTargetClock) {
     ASSERT_TRUE(target.started());
     SignalSession session;
     FeedbackRecorder recorder;
-    session.observer.store(&recorder);
+    session.setObserver(&recorder);
     ASSERT_TRUE(session.negotiate(target.control(), StreamFormat(0x0202, 0x000A), SignalSession::Plan::Fix, 1,
                                   500, c.infoCycle));
     session.prepareSignal(c.seconds);

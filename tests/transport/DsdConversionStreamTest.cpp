@@ -50,7 +50,7 @@ TEST_P(DsdConversionStreamTest, ArrivesConvertedBitExact) {
     ASSERT_TRUE(target.started());
     SignalSession session;
     ASSERT_TRUE(session.negotiate(target.control(), StreamFormat(c.source | kStereo, kDsd64)));
-    EXPECT_EQ(session.sinkFormat, StreamFormat(c.sink | kStereo, kDsd64));
+    EXPECT_EQ(session.getSinkFormat(), StreamFormat(c.sink | kStereo, kDsd64));
     EXPECT_TRUE(capture.contains(c.line));
     session.prepareSignal(0.5);
     ASSERT_TRUE(session.streamAll());

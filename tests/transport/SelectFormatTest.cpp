@@ -1,5 +1,5 @@
 #include "tests/support/LogCapture.h"
-#include "transport/Sync.h"
+#include "tests/support/OpenSync.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ constexpr uint32_t kDsd64 = 0x0202;
 constexpr uint32_t kDsd128 = 0x0402;
 
 // Every byte of a mute block after copyRoutine, or -1 when the bytes differ.
-int copiedMute(const Sync& sync) {
+int copiedMute(const TESTING::OpenSync& sync) {
     uint8_t in[16], out[16];
     for (auto& b : in)
         b = sync.sourceFormat.muteByte();
@@ -56,7 +56,7 @@ TEST(SelectFormatTest, SourceAndTargetMasksSettleRoutineAndSink) {
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(std::string("row ") + r.row);
-        Sync sync;
+        TESTING::OpenSync sync;
         sync.pcmMask = StreamFormat(0x0E02, 0x001E);
         sync.dsdLsbMask = StreamFormat(r.lsbMask, kDsd64 | kDsd128);
         sync.dsdMsbMask = StreamFormat(r.msbMask, kDsd64 | kDsd128);
@@ -96,7 +96,7 @@ TEST(SelectFormatTest, RefusalChangesNothing) {
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.why);
-        Sync sync;
+        TESTING::OpenSync sync;
         sync.pcmMask = StreamFormat(0x0E02, 0x001E);
         sync.dsdLsbMask = StreamFormat(r.lsbMask, kDsd64);
         sync.dsdMsbMask = StreamFormat(r.msbMask, kDsd64);
@@ -132,7 +132,7 @@ TEST(SelectFormatTest, PlayPhasePicksTheMemberOfThePair) {
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(testing::Message() << "host " << r.host << " target " << r.target);
-        Sync sync;
+        TESTING::OpenSync sync;
         sync.copyRoutine = r.from;
         TESTING::LogCapture log(6);
         sync.setPlayPhase(r.host, r.target);

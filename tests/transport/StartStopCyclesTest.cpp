@@ -40,9 +40,9 @@ void runCycles(StreamTarget& target, Sync& session, const std::function<bool(uin
     for (size_t n = 0; n < kCycles; ++n) {
         uint64_t frames = 0;
         ASSERT_TRUE(streamOnce(frames)) << n;
-        EXPECT_EQ(session.state.load(), Sync::Idle) << n;
-        EXPECT_FALSE(session.workerThread.joinable()) << n;
-        EXPECT_FALSE(session.playing.load() && session.is_connect()) << n;
+        EXPECT_EQ(session.getState(), Sync::Idle) << n;
+        EXPECT_FALSE(session.hasWorker()) << n;
+        EXPECT_FALSE(session.isPlaying() && session.is_connect()) << n;
         StreamReport report;
         ASSERT_TRUE(target.report(n, report)) << n;
         EXPECT_TRUE(report.bitPerfect()) << n << ": " << report.toJson();

@@ -1,5 +1,5 @@
 #include "format/StreamFormat.h"
-#include "transport/Sync.h"
+#include "tests/support/OpenSync.h"
 
 #include <gtest/gtest.h>
 
@@ -152,7 +152,7 @@ TEST(StreamFormatTest, CompactForm) {
 }
 
 TEST(StreamFormatTest, CanFormatPicksTheMaskByKindAndBitOrder) {
-    TESSERA::Sync sync;
+    TESTING::OpenSync sync;
     sync.pcmMask = StreamFormat(0x0E03, 0x001E);       // 1 or 2 channels; 16, 24, 32 bits; 44.1/48 kHz x1, x2
     sync.dsdLsbMask = StreamFormat(0x2510002, 0x0602); // LSB little; DSD64, DSD128
     sync.dsdMsbMask = StreamFormat(0x2A10002, 0x0A02); // MSB big; DSD64, DSD256

@@ -2,10 +2,11 @@
 // The Sync session negotiating with the software Target on ::1: what it learns, what it asks, in which
 // order, and the Target's log lines arriving in the Host's log.
 #include "tests/support/LogCapture.h"
-#include "tests/support/PatientNegotiation.h"
 #include "tests/support/ScriptedHost.h"
+#include "tests/support/TestPatience.h"
 #include "tools/receiver/Capabilities.h"
 #include "tools/receiver/SoftwareTarget.h"
+#include "transport/SessionSetup.h"
 #include "transport/Sync.h"
 
 #include <gtest/gtest.h>
@@ -74,8 +75,8 @@ TEST(SyncSessionTest, DataSizeLimits) {
         Sync sync;
         sync.setDataSize(r.mtu, r.max);
         // The mask 0xFFF6 clears bit 3 too; a repeat, up to 8 bytes longer, still fits in the MTU less 48.
-        EXPECT_EQ(sync.maxPacketSize, r.size) << r.mtu;
-        EXPECT_EQ(sync.maxPacketCount, r.count) << r.mtu << "," << r.max;
+        EXPECT_EQ(sync.getMaxPacketSize(), r.size) << r.mtu;
+        EXPECT_EQ(sync.getMaxPacketCount(), r.count) << r.mtu << "," << r.max;
     }
 }
 
@@ -216,7 +217,8 @@ TEST(SyncSessionTest, NegotiatesWhatTheTargetOffers) {
             ASSERT_TRUE(session->open(1, 10000, 0, "test host", 0x4152544e49555151ull)) << r.name;
             // A failing row starts from the masks of an earlier negotiation, which it must not keep.
             const bool earlier =
-                r.ok || TESTING::getInfoPatiently(*session, Target([](OutputConfig&) {}).control());
+                r.ok || SessionSetup::negotiate(*session, Target([](OutputConfig&) {}).control(), 0, false,
+                                                TESTING::kTestPatience);
             ASSERT_TRUE(earlier) << r.name;
             answered = session->getInfo(target->control(), r.latencyRequest, r.nopBreak);
             requests = target->requests();
@@ -225,14 +227,14 @@ TEST(SyncSessionTest, NegotiatesWhatTheTargetOffers) {
         Sync& sync = *session;
         EXPECT_EQ(answered, r.ok) << r.name;
         EXPECT_EQ(requests, r.requests) << r.name;
-        EXPECT_EQ(sync.pcmMask, r.pcm) << r.name;
-        EXPECT_EQ(sync.dsdLsbMask, r.lsb) << r.name;
-        EXPECT_EQ(sync.dsdMsbMask, r.msb) << r.name;
+        EXPECT_EQ(sync.getPcmMask(), r.pcm) << r.name;
+        EXPECT_EQ(sync.getDsdLsbMask(), r.lsb) << r.name;
+        EXPECT_EQ(sync.getDsdMsbMask(), r.msb) << r.name;
         if (!r.ok) continue;
-        EXPECT_EQ(sync.maxPacketSize, r.size) << r.name;
-        EXPECT_EQ(sync.maxPacketCount, r.count) << r.name;
-        EXPECT_EQ(sync.target, target->control()) << r.name;
-        EXPECT_EQ(sync.targetLog.port(), 19642) << r.name;
+        EXPECT_EQ(sync.getMaxPacketSize(), r.size) << r.name;
+        EXPECT_EQ(sync.getMaxPacketCount(), r.count) << r.name;
+        EXPECT_EQ(sync.getTarget(), target->control()) << r.name;
+        EXPECT_EQ(sync.getTargetLog().port(), 19642) << r.name;
     }
 }
 
@@ -258,12 +260,13 @@ TEST(SyncSessionTest, LatencyAndProfile) {
         capture.clear();
         Sync sync;
         ASSERT_TRUE(sync.open(1, 10000, 0, "test host", 0));
-        ASSERT_TRUE(TESTING::getInfoPatiently(sync, target.control(), r.request));
+        ASSERT_TRUE(
+            SessionSetup::negotiate(sync, target.control(), r.request, false, TESTING::kTestPatience));
         EXPECT_TRUE(capture.contains(r.line)) << r.line;
         EXPECT_EQ(sync.getLatency(), r.total) << r.line;
-        EXPECT_EQ(sync.config.profileMin, r.profileMin) << r.line;
-        EXPECT_EQ(sync.config.profileFlags, r.answerProfile ? 0x04 : 0) << r.line;
-        EXPECT_EQ(sync.config.cycle, 0u);
+        EXPECT_EQ(sync.getConfig().profileMin, r.profileMin) << r.line;
+        EXPECT_EQ(sync.getConfig().profileFlags, r.answerProfile ? 0x04 : 0) << r.line;
+        EXPECT_EQ(sync.getConfig().cycle, 0u);
         EXPECT_TRUE(sync.isAlive());
     }
 }
@@ -275,8 +278,8 @@ TEST(SyncSessionTest, TargetLogLinesArriveOnlyAtLevelSix) {
         ASSERT_TRUE(target.started);
         Sync sync;
         ASSERT_TRUE(sync.open(1, 10000, 0, "test host", 0));
-        EXPECT_EQ(sync.logThread.joinable(), level >= 6);
-        ASSERT_TRUE(TESTING::getInfoPatiently(sync, target.control()));
+        EXPECT_EQ(sync.logsTarget(), level >= 6);
+        ASSERT_TRUE(SessionSetup::negotiate(sync, target.control(), 0, false, TESTING::kTestPatience));
         bool arrived = false;
         // The Target sends its lines from then on; give them up to two seconds to come in.
         for (int i = 0; i < 40 && !arrived && level >= 6; ++i) {

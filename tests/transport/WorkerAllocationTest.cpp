@@ -20,6 +20,8 @@ using namespace std::chrono_literals;
 // Blocks of one constant pattern; no work of its own that could allocate.
 class PatternSession : public Sync {
 public:
+    using Sync::pcmMask;
+    using Sync::target;
     bool getNewStream(Stream& out) override {
         out = Stream{block.data(), static_cast<uint32_t>(block.size())};
         return true;
@@ -37,9 +39,7 @@ TEST(WorkerAllocationTest, StreamingAllocatesNothing) {
         session.pcmMask = Capabilities::defaultPcm();
         ASSERT_TRUE(session.selectFormat(0x0202, 0x000A));
         session.setDataSize(1500, 15000);
-        session.prepareConfig(400);
-        ASSERT_TRUE(session.config.configTransferFix(1000, packets));
-        session.setTransferProfile(session.config.result());
+        ASSERT_TRUE(session.configTransferFix(1000, packets));
 
         ASSERT_TRUE(session.connect());
         BRINA::IPAddress host;
@@ -48,14 +48,14 @@ TEST(WorkerAllocationTest, StreamingAllocatesNothing) {
         // The stream comes to the peer's own socket, which reads nothing from now on.
         ASSERT_TRUE(peer.send(host.port(), SyncMessages::connectAnswer(peer.address().port(), false)));
         ASSERT_TRUE(session.connectWait());
-        ASSERT_EQ(session.state.load(), Sync::Streaming);
+        ASSERT_EQ(session.getState(), Sync::Streaming);
         session.play();
 
         std::this_thread::sleep_for(100ms);
         const uint64_t before = TESTING::allocationCount();
         std::this_thread::sleep_for(300ms); // well inside the second the worker waits for the Target
         const uint64_t after = TESTING::allocationCount();
-        EXPECT_EQ(session.state.load(), Sync::Streaming);
+        EXPECT_EQ(session.getState(), Sync::Streaming);
         EXPECT_EQ(after, before) << packets << " packets a cycle";
         session.close();
     }

@@ -2,11 +2,12 @@
 // rateAdjust that followed, as a silent stream runs against the software Target on ::1.
 #include "transport/WorkerObserver.h"
 #include "BRINA/Time.h"
-#include "tests/support/PatientNegotiation.h"
 #include "tests/support/ScriptedHost.h"
+#include "tests/support/TestPatience.h"
 #include "tools/receiver/Capabilities.h"
 #include "tools/receiver/SoftwareTarget.h"
 #include "transport/FeedbackControl.h"
+#include "transport/SessionSetup.h"
 #include "transport/Sync.h"
 
 #include <gtest/gtest.h>
@@ -64,13 +65,13 @@ TEST(WorkerObserverTest, SeesEveryBurstOnItsScheduleAndEveryFeedback) {
 
         Sync session;
         Recorder recorder;
-        session.observer.store(&recorder);
+        session.setObserver(&recorder);
         ASSERT_TRUE(session.open(1, 10000, 0, "observer test", 0));
-        ASSERT_TRUE(TESTING::getInfoPatiently(session, TESTING::loopbackAddress(target.controlPort(0))));
+        ASSERT_TRUE(SessionSetup::negotiate(session, TESTING::loopbackAddress(target.controlPort(0)), 0,
+                                            false, TESTING::kTestPatience));
         ASSERT_TRUE(session.selectFormat(0x0402, 0x0024)); // 24-bit stereo at 192 kHz
-        session.prepareConfig(400);
-        ASSERT_TRUE(session.config.configTransferFix(1000, 1)) << r.name;
-        TransferProfile plan = session.config.result(); // the cycle's frames, split into packets
+        ASSERT_TRUE(session.configTransferFix(1000, 1)) << r.name;
+        TransferProfile plan = session.getTransferProfile(0); // the cycle's frames, split into packets
         plan.framesQ14 /= r.packets;
         plan.packetCount = static_cast<uint16_t>(r.packets);
         session.setTransferProfile(plan);

@@ -37,9 +37,9 @@ bool prepare(SignalSession& session, Target& target, Plan plan = Plan::Fix) {
 }
 
 bool waitForIdle(Sync& session) {
-    for (int i = 0; i < 1000 && session.state.load() != Sync::Idle; ++i)
+    for (int i = 0; i < 1000 && session.getState() != Sync::Idle; ++i)
         std::this_thread::sleep_for(10ms);
-    return session.state.load() == Sync::Idle;
+    return session.getState() == Sync::Idle;
 }
 
 bool logged(const TESTING::LogCapture& capture, const std::string& start) {
@@ -134,19 +134,19 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
         ASSERT_TRUE(prepare(session, target, r.plan)) << r.name;
         const auto connected = std::chrono::steady_clock::now();
         ASSERT_TRUE(session.connect() && session.connectWait() && session.is_connect()) << r.name;
-        EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
+        EXPECT_EQ(session.getState(), Sync::Streaming) << r.name;
         session.play();
         std::this_thread::sleep_for(250ms);
         if (r.phase == Phase::Switched) session.setHostPhase(true);
         std::this_thread::sleep_for(250ms);
         const bool hostCloses = r.end == End::Host || r.end == End::HostUnanswered;
         if (hostCloses) {
-            EXPECT_EQ(session.state.load(), Sync::Streaming) << r.name;
+            EXPECT_EQ(session.getState(), Sync::Streaming) << r.name;
             const auto closing = std::chrono::steady_clock::now();
             session.disconnect(); // returns when the stream has ended
             const double closeSeconds = secondsSince(closing);
-            EXPECT_EQ(session.state.load(), Sync::Idle) << r.name;
-            EXPECT_FALSE(session.workerThread.joinable()) << r.name;
+            EXPECT_EQ(session.getState(), Sync::Idle) << r.name;
+            EXPECT_FALSE(session.hasWorker()) << r.name;
             // Four tries of half a second each, unanswered; on time, give or take a busy machine.
             if (r.end == End::HostUnanswered) {
                 EXPECT_GE(closeSeconds, 1.9) << r.name;
@@ -156,7 +156,7 @@ TEST(WorkerStreamTest, StreamsTheSignalAndEndsTheStream) {
         EXPECT_TRUE(waitForIdle(session)) << r.name;
         const double idleSeconds = secondsSince(connected);
         session.close();
-        EXPECT_FALSE(session.workerThread.joinable()) << r.name;
+        EXPECT_FALSE(session.hasWorker()) << r.name;
         for (const auto& line : r.lines)
             EXPECT_TRUE(logged(capture, line)) << r.name << ": " << line;
         EXPECT_EQ(capture.contains("DSICONNECT_REQ ERROR "), r.end == End::HostUnanswered) << r.name;
@@ -212,7 +212,7 @@ TEST(WorkerStreamTest, RefusedStreamLeavesTheSessionIdle) {
     EXPECT_TRUE(session.connectWait());
     opener.join();
     EXPECT_FALSE(session.is_connect());
-    EXPECT_EQ(session.state.load(), Sync::Idle);
+    EXPECT_EQ(session.getState(), Sync::Idle);
     EXPECT_TRUE(capture.contains("wth CR ack none"));
     EXPECT_TRUE(capture.contains("connectWait 0"));
     session.disconnect(); // nothing to end: returns at once
@@ -231,12 +231,12 @@ TEST(WorkerStreamTest, RefusedStreamLeavesTheSessionIdle) {
     const auto closing = std::chrono::steady_clock::now();
     asking.close();
     EXPECT_LT(secondsSince(closing), 0.2);
-    EXPECT_EQ(asking.state.load(), Sync::Idle);
+    EXPECT_EQ(asking.getState(), Sync::Idle);
 
     // Without a format nothing starts, and there is nothing to wait for.
     Sync bare;
     EXPECT_FALSE(bare.connect());
-    EXPECT_FALSE(bare.workerThread.joinable());
+    EXPECT_FALSE(bare.hasWorker());
     EXPECT_FALSE(bare.connectWait());
     EXPECT_TRUE(capture.contains("sinkConfig invalid"));
 }
@@ -277,7 +277,7 @@ TEST(WorkerStreamTest, ModeWordInTheStartLine) {
             if (m.rfind("wth start ", 0) == 0) starts.push_back(m);
         EXPECT_EQ(starts, std::vector<std::string>{r.line});
         // The reduced word stays for the next stream.
-        EXPECT_EQ(session.threadMode.load(), r.modeAfter) << r.line;
+        EXPECT_EQ(session.getThreadMode(), r.modeAfter) << r.line;
     }
 }
 

@@ -16,8 +16,8 @@ struct Name {
 constexpr Name kChannels[] = {{"1", 0x01}, {"2", 0x02}, {"4", 0x04}, {"6", 0x08}, {"8", 0x10}, {"16", 0x20}};
 constexpr Name kPcmSamples[] = {{"8", 0x100},   {"16", 0x200},   {"24", 0x400},  {"32", 0x800},
                                 {"64", 0x1000}, {"f32", 0x2000}, {"f64", 0x4000}};
-constexpr Name kByteOrders[] = {{"little", 0x00400000}, {"big", 0x00800000}};
-constexpr uint32_t kDsdWord = 0x00010000 | 0x02000000; // 1 bit per sample in 32-bit words
+constexpr Name kByteOrders[] = {{"little", FormatBits::DsdLittle}, {"big", FormatBits::DsdBig}};
+constexpr uint32_t kDsdWord = FormatBits::Dsd1Bit | 0x02000000; // 1 bit per sample in 32-bit words
 constexpr uint32_t kSmallestDsdRate = 2822400;
 
 std::vector<std::string> split(const std::string& text, char separator) {
@@ -115,8 +115,14 @@ bool FormatText::parseDsd(const std::string& text, bool lsb, StreamFormat& mask,
         !namedBits(parts[1], kByteOrders, "byte order", orders, error) ||
         !namedBits(parts[2], kChannels, "channel count", channels, error))
         return false;
-    mask = StreamFormat(kDsdWord | (lsb ? 0x00100000u : 0x00200000u) | orders | channels, rates);
+    mask =
+        StreamFormat(kDsdWord | (lsb ? FormatBits::DsdLsb : FormatBits::DsdMsb) | orders | channels, rates);
     return true;
+}
+
+bool FormatText::parseConcrete(const std::string& text, StreamFormat& format, std::string& error) {
+    if (text.rfind("dsd:", 0) == 0) return parseDsd(text.substr(4), true, format, error);
+    return parsePcm(text, format, error);
 }
 
 bool FormatText::parseWords(const std::string& text, StreamFormat& mask, std::string& error) {
@@ -143,8 +149,9 @@ std::string FormatText::describe(StreamFormat format) {
     const uint32_t rate = format.rate();
     const std::string multiple =
         rate % 44100 == 0 ? std::to_string(rate / 44100) : std::to_string(rate / 48000) + "x48k";
-    return std::string((type & 0x20000) ? "DSD4-bit " : "DSD") + multiple +
-           ((type & 0x00100000) ? " LSB" : " MSB") + ((type & 0x00400000) ? " little" : " big") + channels;
+    return std::string((type & FormatBits::Dsd4Bit) ? "DSD4-bit " : "DSD") + multiple +
+           ((type & FormatBits::DsdLsb) ? " LSB" : " MSB") +
+           ((type & FormatBits::DsdLittle) ? " little" : " big") + channels;
 }
 
 std::string FormatText::words(StreamFormat format) {

@@ -14,6 +14,8 @@ public:
     // "RATES:BYTEORDERS:CHANNELS", e.g. "64,128:little,big:2", or "none", for the mask of one bit order.
     // Rates as DSD multiples of 44,100 Hz (64 is 2,822,400 Hz) or in Hz; 1-bit DSD in 32-bit words.
     static bool parseDsd(const std::string& text, bool lsb, StreamFormat& mask, std::string& error);
+    // A concrete format: RATE:SAMPLES:CHANNELS for PCM, or dsd:RATE:ORDER:CHANNELS for DSD of bit order LSB.
+    static bool parseConcrete(const std::string& text, StreamFormat& format, std::string& error);
     // "TYPE,RATE": the two words in hexadecimal, e.g. "0x2E13,0xFE".
     static bool parseWords(const std::string& text, StreamFormat& mask, std::string& error);
 

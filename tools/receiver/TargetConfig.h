@@ -2,6 +2,7 @@
 // Everything that shapes the software Target: its identity, its Outputs, and the faults it plays.
 #include "BRINA/Network/IPAddress.h"
 #include "format/StreamFormat.h"
+#include "tools/receiver/TargetCommands.h"
 
 #include <cstdint>
 #include <functional>
@@ -63,8 +64,8 @@ struct TargetConfig {
     std::string name = "Tessera Target";
     uint64_t productId = 0; // 0: made from "QUINTARA"
     std::string infoText = "Tessera software Target at [myaddress]";
-    BRINA::IPAddress bindAddress;   // where all sockets bind; the unspecified address binds everywhere
-    uint16_t discoveryPort = 19642; // 0: the system picks one (tests)
+    BRINA::IPAddress bindAddress; // where all sockets bind; the unspecified address binds everywhere
+    uint16_t discoveryPort = TargetWire::kDiscoveryPort; // 0: the system picks one (tests)
     bool notify = false;         // NOTIFY to ff02::1 port 19643 every second (inside a test namespace only)
     uint32_t notifyLimit = 3600; // NOTIFY stops by itself after this many (an hour at one a second)
     std::vector<OutputConfig> outputs{OutputConfig{}};

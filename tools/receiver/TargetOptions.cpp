@@ -3,12 +3,11 @@
 #include "tools/common/CommandOptions.h"
 
 #include "tools/common/FormatText.h"
+#include "tools/common/OptionValues.h"
 #include "tools/receiver/Capabilities.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
-#include <limits>
 
 namespace TESSERA {
 
@@ -16,31 +15,6 @@ namespace {
 
 constexpr uint16_t kFirstControlPort = 19650;
 constexpr uint32_t kMostOutputs = 64;
-
-bool unsignedValue(const std::string& text, uint64_t most, uint64_t& value) {
-    const char* last = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), last, value);
-    return !text.empty() && result.ec == std::errc() && result.ptr == last && value <= most;
-}
-
-bool doubleValue(const std::string& text, double least, double most, double& value) {
-    char* end = nullptr;
-    value = std::strtod(text.c_str(), &end);
-    return !text.empty() && end == text.c_str() + text.size() && value >= least && value <= most;
-}
-
-template <typename T>
-bool setUnsigned(const std::string& text, const char* what, T& field, std::string& error,
-                 uint64_t most = std::numeric_limits<T>::max()) {
-    uint64_t value = 0;
-    if (!unsignedValue(text, most, value)) {
-        error = std::string(what) + " must be a whole number from 0 to " + std::to_string(most) + ", not \"" +
-                text + "\"";
-        return false;
-    }
-    field = static_cast<T>(value);
-    return true;
-}
 
 // Microseconds into the 100 us units of the wire, rounded down.
 bool setLatency(const std::string& text, const char* what, uint16_t& field, std::string& error) {
@@ -51,7 +25,7 @@ bool setLatency(const std::string& text, const char* what, uint16_t& field, std:
 }
 
 bool setShare(const std::string& text, const char* what, double& field, std::string& error) {
-    if (doubleValue(text, 0, 1, field)) return true;
+    if (readReal(text, 0, 1, field)) return true;
     error = std::string(what) + " must be a share from 0 to 1, not \"" + text + "\"";
     return false;
 }
@@ -236,7 +210,7 @@ const std::vector<OptionTable::Option>& OptionTable::options() {
          }},
         {"--drift", "PPM", "the play-out clock runs at the nominal rate x (1 + PPM / 1e6)",
          [](O& o, S v, std::string& e) {
-             if (doubleValue(v, -100'000, 100'000, o.base.faults.driftPpm)) return true;
+             if (readReal(v, -100'000, 100'000, o.base.faults.driftPpm)) return true;
              e = "--drift must be a number of ppm from -100000 to 100000, not \"" + v + "\"";
              return false;
          }},

@@ -3,42 +3,16 @@
 #include "tools/common/CommandOptions.h"
 
 #include "tools/common/FormatText.h"
+#include "tools/common/OptionValues.h"
 #include "transport/ThreadMode.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <utility>
 
 namespace TESSERA {
 
 namespace {
-
-bool unsignedValue(const std::string& text, uint64_t most, uint64_t& value) {
-    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-    const char* first = text.data() + (hex ? 2 : 0);
-    const char* last = text.data() + text.size();
-    const auto result = std::from_chars(first, last, value, hex ? 16 : 10);
-    return first != last && result.ec == std::errc() && result.ptr == last && value <= most;
-}
-
-bool setUnsigned(const std::string& text, const char* what, uint32_t& field, std::string& error,
-                 uint64_t least, uint64_t most) {
-    uint64_t value = 0;
-    if (unsignedValue(text, most, value) && value >= least) {
-        field = static_cast<uint32_t>(value);
-        return true;
-    }
-    error = std::string(what) + " must be a whole number from " + std::to_string(least) + " to " +
-            std::to_string(most) + ", not \"" + text + "\"";
-    return false;
-}
-
-// A signal format as the probe takes it: RATE:SAMPLES:CHANNELS, or dsd:RATE:ORDER:CHANNELS of bit order LSB.
-bool concreteFormat(const std::string& text, StreamFormat& format, std::string& error) {
-    if (text.rfind("dsd:", 0) == 0) return FormatText::parseDsd(text.substr(4), true, format, error);
-    return FormatText::parsePcm(text, format, error);
-}
 
 // The mode word as a number, or as bit names joined by "+" (CRITICAL+SOCKETNOBLOCK).
 bool threadModeValue(const std::string& text, uint32_t& mode, std::string& error) {
@@ -47,7 +21,7 @@ bool threadModeValue(const std::string& text, uint32_t& mode, std::string& error
         {"SOCKETNOBLOCK", SOCKETNOBLOCK}, {"OCCUPIED", OCCUPIED},         {"NOFASTFEEDBACK", NOFASTFEEDBACK},
         {"SLEEP0ONCE", SLEEP0ONCE},       {"SLEEP0ALWAYS", SLEEP0ALWAYS}, {"NOSLEEPFORCE", NOSLEEPFORCE}};
     uint64_t number = 0;
-    if (unsignedValue(text, 0xFFFFFFFF, number)) {
+    if (readWhole(text, 0, 0xFFFFFFFF, number)) {
         mode = static_cast<uint32_t>(number);
         return true;
     }
@@ -79,7 +53,6 @@ struct SendOptionTable {
 const std::vector<SendOptionTable::Option>& SendOptionTable::options() {
     using O = SendOptions;
     using S = const std::string&;
-    using M = SendOptions::Mode;
     static const std::vector<Option> table = {
         {nullptr, nullptr, "Target", nullptr},
         {"--interface", "NAME", "the interface that leads to a link-local ADDRESS (e.g. eth0)",
@@ -87,7 +60,7 @@ const std::vector<SendOptionTable::Option>& SendOptionTable::options() {
         {"--latency-buffer", "US",
          "latency to ask of the Target, in microseconds (default 0: take the Target's own)",
          [](O& o, S v, std::string& e) {
-             return setUnsigned(v, "--latency-buffer", o.latencyBuffer, e, 0, 6553500);
+             return setWhole(v, "--latency-buffer", o.latencyBuffer, e, 0, 6553500);
          }},
         {"--nopbreak", nullptr, "send NOPBREAK_REQ before the negotiation",
          [](O& o, S, std::string&) { return o.nopBreak = true, true; }},
@@ -122,30 +95,24 @@ const std::vector<SendOptionTable::Option>& SendOptionTable::options() {
          "until the cycle holds), Random (cycles drawn between --cycle-min-time and --cycle-time) or "
          "profile (the Target's own profile, from --profile-limit-time)",
          [](O& o, S v, std::string& e) {
-             static const std::pair<const char*, M> kModes[] = {
-                 {"Fix", M::Fix},         {"Var", M::Var},       {"FixAuto", M::FixAuto},
-                 {"VarAuto", M::VarAuto}, {"Random", M::Random}, {"profile", M::Profile}};
-             for (const auto& [name, mode] : kModes)
-                 if (v == name) return o.mode = mode, true;
+             if (SessionSetup::modeOf(v, o.mode)) return true;
              e = "--mode takes Fix, Var, FixAuto, VarAuto, Random or profile, not \"" + v + "\"";
              return false;
          }},
         {"--cycle-time", "US", "the cycle in microseconds (default 1000)",
-         [](O& o, S v, std::string& e) {
-             return setUnsigned(v, "--cycle-time", o.cycleTime, e, 1, 1000000);
-         }},
+         [](O& o, S v, std::string& e) { return setWhole(v, "--cycle-time", o.cycleTime, e, 1, 1000000); }},
         {"--cycle-min-time", "US",
          "Random: the shortest cycle in microseconds (default 0, which Random refuses)",
          [](O& o, S v, std::string& e) {
-             return setUnsigned(v, "--cycle-min-time", o.cycleMinTime, e, 0, 1000000);
+             return setWhole(v, "--cycle-min-time", o.cycleMinTime, e, 0, 1000000);
          }},
         {"--profile-limit-time", "US", "profile: the shortest cycle the plan may take (default 400)",
          [](O& o, S v, std::string& e) {
-             return setUnsigned(v, "--profile-limit-time", o.profileLimitTime, e, 101, 1000000);
+             return setWhole(v, "--profile-limit-time", o.profileLimitTime, e, 101, 1000000);
          }},
         {"--fragment", "N",
          "Fix, Var, Random: most packets in one cycle (default 1; 0: as many as the Target takes)",
-         [](O& o, S v, std::string& e) { return setUnsigned(v, "--fragment", o.fragment, e, 0, 0xFFFF); }},
+         [](O& o, S v, std::string& e) { return setWhole(v, "--fragment", o.fragment, e, 0, 0xFFFF); }},
         {nullptr, nullptr, "Worker and stream buffer", nullptr},
         {"--thread-mode", "WORD",
          "the worker's mode word, a number (0x.. for hexadecimal) or bit names joined by +: CRITICAL 0x1, "
@@ -154,16 +121,14 @@ const std::vector<SendOptionTable::Option>& SendOptionTable::options() {
          [](O& o, S v, std::string& e) { return threadModeValue(v, o.threadMode, e); }},
         {"--info-cycle", "US", "microseconds between the worker's info requests (default 100000)",
          [](O& o, S v, std::string& e) {
-             return setUnsigned(v, "--info-cycle", o.infoCycle, e, 1000, 10000000);
+             return setWhole(v, "--info-cycle", o.infoCycle, e, 1000, 10000000);
          }},
         {"--sync-buffer-count", "N", "blocks in the stream buffer's ring, 2 or more (default 6)",
          [](O& o, S v, std::string& e) {
-             return setUnsigned(v, "--sync-buffer-count", o.syncBufferCount, e, 2, 1024);
+             return setWhole(v, "--sync-buffer-count", o.syncBufferCount, e, 2, 1024);
          }},
         {"--buffer-size", "FRAMES", "frames in one block of the ring, as one host buffer (default 512)",
-         [](O& o, S v, std::string& e) {
-             return setUnsigned(v, "--buffer-size", o.bufferSize, e, 16, 65536);
-         }},
+         [](O& o, S v, std::string& e) { return setWhole(v, "--buffer-size", o.bufferSize, e, 16, 65536); }},
         {nullptr, nullptr, "Output", nullptr},
         {"--quiet", nullptr, "no status line; only errors and the closing line",
          [](O& o, S, std::string&) { return o.quiet = true, true; }},
@@ -172,31 +137,13 @@ const std::vector<SendOptionTable::Option>& SendOptionTable::options() {
          "7 debug",
          [](O& o, S v, std::string& e) {
              uint32_t level = 0;
-             if (!setUnsigned(v, "--log", level, e, 3, 7)) return false;
+             if (!setWhole(v, "--log", level, e, 3, 7)) return false;
              o.logLevel = static_cast<int32_t>(level);
              return true;
          }},
         {"--help", nullptr, "this text", [](O& o, S, std::string&) { return o.helpAsked = true, true; }},
     };
     return table;
-}
-
-const char* SendOptions::modeName(Mode mode) {
-    switch (mode) {
-    case Mode::Fix:
-        return "Fix";
-    case Mode::Var:
-        return "Var";
-    case Mode::FixAuto:
-        return "FixAuto";
-    case Mode::VarAuto:
-        return "VarAuto";
-    case Mode::Random:
-        return "Random";
-    case Mode::Profile:
-        return "profile";
-    }
-    return "?";
 }
 
 bool SendOptions::parse(const std::vector<std::string>& arguments, std::string& error) {
@@ -228,7 +175,7 @@ bool SendOptions::finish(std::string& error) {
     }
     if (!wavPath.empty()) return true;
     std::string why;
-    if (!concreteFormat(signalText, signalFormat, why)) {
+    if (!FormatText::parseConcrete(signalText, signalFormat, why)) {
         error = "bad --signal " + signalText + ": " + why;
         return false;
     }

@@ -3,6 +3,7 @@
 // settings, named after the driver's own settings where it has them.
 #include "BRINA/Network/IPAddress.h"
 #include "format/StreamFormat.h"
+#include "transport/SessionSetup.h"
 
 #include <cstdint>
 #include <string>
@@ -12,14 +13,14 @@ namespace TESSERA {
 
 class SendOptions {
 public:
-    // The transfer modes of the driver's start, by the names of its log lines.
-    enum class Mode { Fix, Var, FixAuto, VarAuto, Random, Profile };
+    using Mode = PlanMode;
 
     // Reads the arguments after the program name; false with the reason in error.
     bool parse(const std::vector<std::string>& arguments, std::string& error);
     // The help text: every option with its argument and meaning, examples and the exit status.
     static std::string help();
-    static const char* modeName(Mode mode);
+    // The plan's part of the options.
+    PlanSettings planSettings() const { return {mode, cycleTime, cycleMinTime, profileLimitTime, fragment}; }
 
     BRINA::IPAddress target; // the Output's control endpoint; its scope comes from interfaceName
     std::string interfaceName;

@@ -3,10 +3,10 @@
 #include "BRINA/ConsoleLog.h"
 #include "BRINA/ProcessEnvironment.h"
 #include "tools/common/FormatText.h"
-#include "tools/send/SendPlan.h"
 #include "tools/send/SendSource.h"
 #include "tools/send/StopRequest.h"
 #include "tools/send/WarningWatch.h"
+#include "transport/SessionSetup.h"
 
 #include <algorithm>
 #include <chrono>
@@ -46,7 +46,7 @@ int Sender::run() {
     if (const int status = negotiate(source, scope); status != ExitDone) return status;
 
     SyncBuffer& session = source.buffer();
-    const StreamFormat host = session.sourceFormat;
+    const StreamFormat host = session.getSourceFormat();
     framesPerSecond = static_cast<double>(host.bytesPerSecond()) / host.bytesPerFrame();
     uint64_t limitFrames = 0; // 0: without end
     if (options.seconds > 0 && (!source.isWav() || options.secondsGiven))
@@ -62,10 +62,7 @@ int Sender::run() {
 
 bool Sender::scopeOf(uint32_t& scope) {
     if (options.interfaceName.empty()) return true;
-    BRINA::LocalAddressMap local;
-    BRINA::getMyLocalAddresV6(local);
-    for (const auto& [address, names] : local)
-        if (names.name == options.interfaceName) scope = address.scope();
+    scope = BRINA::scopeOfInterface(options.interfaceName);
     if (scope != 0) return true;
     fail(ExitUsage, "no interface named " + options.interfaceName + " with an IPv6 address");
     return false;
@@ -75,18 +72,14 @@ int Sender::negotiate(SendSource& source, uint32_t scope) {
     SyncBuffer& session = source.buffer();
     if (!session.open(options.threadMode, options.infoCycle, static_cast<uint16_t>(scope), "tessera-send", 0))
         return fail(ExitFailed, "can't open the session's sockets");
-    // A question has 10 ms a try: a busy Target or a lossy link earns the whole negotiation twice more.
-    bool answered = session.getInfo(options.target, options.latencyBuffer, options.nopBreak);
-    for (int again = 0; again < 2 && !answered && !StopRequest::asked(); ++again) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        answered = session.getInfo(options.target, options.latencyBuffer, options.nopBreak);
-    }
-    if (!answered) {
+    Patience patience;
+    patience.stopped = [] { return StopRequest::asked(); };
+    if (!SessionSetup::negotiate(session, options.target, options.latencyBuffer, options.nopBreak,
+                                 patience)) {
         if (StopRequest::asked()) return fail(ExitDone, "stopped before the stream began");
         // A Target that answers without capabilities or latency can't be streamed to either, for another
         // reason.
-        session.target = options.target; // getInfo keeps the Target only when it answered every question
-        if (session.isAlive())
+        if (session.isAlive(options.target))
             return fail(ExitSilent, "the Target at " + target +
                                         " answered, but not every question of the negotiation (it names no "
                                         "formats, or no latency)");
@@ -96,24 +89,24 @@ int Sender::negotiate(SendSource& source, uint32_t scope) {
     }
     char limits[160];
     std::snprintf(limits, sizeof limits, "latency %u us, packets of at most %u bytes, %u a cycle",
-                  session.getLatency(), static_cast<unsigned>(session.maxPacketSize),
-                  static_cast<unsigned>(session.maxPacketCount));
+                  session.getLatency(), static_cast<unsigned>(session.getMaxPacketSize()),
+                  static_cast<unsigned>(session.getMaxPacketCount()));
     say("tessera-send: the Target at " + target + " answered: " + limits);
     const StreamFormat format = source.format();
     if (!session.selectFormat(format.type(), format.rateBits()))
         return fail(ExitRefused, "the Target refused the format " + FormatText::describe(format) +
-                                     " (it takes PCM " + FormatText::words(session.pcmMask) + ", DSD LSB " +
-                                     FormatText::words(session.dsdLsbMask) + ", DSD MSB " +
-                                     FormatText::words(session.dsdMsbMask) + ")");
-    formatText = FormatText::describe(session.sinkFormat);
+                                     " (it takes PCM " + FormatText::words(session.getPcmMask()) +
+                                     ", DSD LSB " + FormatText::words(session.getDsdLsbMask()) +
+                                     ", DSD MSB " + FormatText::words(session.getDsdMsbMask()) + ")");
+    formatText = FormatText::describe(session.getSinkFormat());
     say("  format   " + FormatText::describe(format) +
-        (session.sinkFormat == format ? "" : ", sent as " + formatText));
-    if (!SendPlan::apply(session, options))
-        return fail(ExitFailed, std::string("no ") + SendOptions::modeName(options.mode) +
+        (session.getSinkFormat() == format ? "" : ", sent as " + formatText));
+    if (!SessionSetup::plan(session, options.planSettings()))
+        return fail(ExitFailed, std::string("no ") + SessionSetup::modeName(options.mode) +
                                     " plan fits a cycle of " + std::to_string(options.cycleTime) +
                                     " us within the Target's packet limits (see --mode, --cycle-time, "
                                     "--cycle-min-time, --fragment)");
-    say("  plan     " + SendPlan::describe(session));
+    say("  plan     " + SessionSetup::describe(session));
     return ExitDone;
 }
 
@@ -121,13 +114,13 @@ int Sender::connect(SyncBuffer& session) {
     if (!session.connectPrepare())
         return fail(ExitRefused, "the Target at " + target + " didn't take the stream");
     if (!session.connect()) {
-        if (!session.sinkFormat.isValid())
+        if (!session.getSinkFormat().isValid())
             return fail(ExitRefused,
                         "the format " + formatText + " can't be streamed: it is not valid on the wire");
         return fail(ExitFailed, "can't start the stream's threads");
     }
     session.connectWait();
-    if (session.state.load() != Sync::Streaming) {
+    if (session.getState() != Sync::Streaming) {
         session.disconnect();
         return fail(ExitRefused, "the Target at " + target + " refused the stream");
     }
@@ -149,7 +142,7 @@ int Sender::stream(SendSource& source, uint64_t limitFrames) {
         progress.frames = source.framesProduced();
         if (StopRequest::asked()) break;
         // The worker ends a stream by itself only when the Target fell silent or closed it.
-        if (session.state.load() == Sync::Idle) {
+        if (session.getState() == Sync::Idle) {
             endedEarly = true;
             break;
         }

@@ -127,7 +127,7 @@ bool AudioFileWriter::close() {
                          "{\n  \"format\": \"0x%08X\",\n  \"rate\": %u,\n  \"channels\": %u,\n  "
                          "\"bitOrder\": \"%s\",\n"
                          "  \"byteOrder\": \"%s\",\n  \"wordBytes\": %u,\n  \"bytes\": %llu\n}\n",
-                         t, fmt.rate(), fmt.channels(), (t & 0x00100000u) ? "LSB" : "MSB",
+                         t, fmt.rate(), fmt.channels(), (t & FormatBits::DsdLsb) ? "LSB" : "MSB",
                          (t & 0x00400000u) ? "little" : "big", fmt.bytesPerSample(),
                          static_cast<unsigned long long>(written));
             failed = std::fclose(json) != 0 || failed;

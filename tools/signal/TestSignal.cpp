@@ -134,7 +134,7 @@ void TestSignal::render(uint64_t first, uint32_t count, uint8_t* out) {
                 int64_t& i1 = modulatorState[2 * c];
                 int64_t& i2 = modulatorState[2 * c + 1];
                 uint32_t word = 0;
-                const bool lsbFirst = (fmt.type() & 0x00100000u) != 0;
+                const bool lsbFirst = (fmt.type() & FormatBits::DsdLsb) != 0;
                 TonePhase tone(frame * 32, c, rate); // toneQ30 of each sample, with less arithmetic
                 for (uint32_t k = 0; k < 32; ++k, tone.next()) {
                     const int64_t x = tone.toneQ30() * 2; // -20 dB of the modulator's full scale

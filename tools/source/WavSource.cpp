@@ -20,7 +20,7 @@ void WavSource::fillBuffer(std::vector<uint8_t>& slot, bool) {
     const uint32_t frames = done.load(std::memory_order_relaxed)
                                 ? 0
                                 : reader.read(slot.data(), static_cast<uint32_t>(slot.size() / frameBytes));
-    std::memset(slot.data() + frames * frameBytes, sourceFormat.muteByte(),
+    std::memset(slot.data() + frames * frameBytes, getSourceFormat().muteByte(),
                 slot.size() - frames * frameBytes);
     produced.fetch_add(frames, std::memory_order_release);
     if (reader.failed()) failed.store(true, std::memory_order_release);

@@ -15,10 +15,10 @@ namespace TESSERA::SyncMessages {
 
 // Selectors of FORMAT_REQ: the overview, the PCM mask (by the overview's PCM bits), the two DSD masks.
 constexpr uint64_t kFormatOverview = 0;
-constexpr uint64_t kFormatDsdLsb = 0x100000;
-constexpr uint64_t kFormatDsdMsb = 0x200000;
+constexpr uint64_t kFormatDsdLsb = FormatBits::DsdLsb;
+constexpr uint64_t kFormatDsdMsb = FormatBits::DsdMsb;
 constexpr uint64_t pcmSelector(uint64_t overview) {
-    return overview & 0x0000FF00u;
+    return overview & FormatBits::PcmKinds;
 }
 
 // The Target asks for inverted output with PhaseValid set and PhaseNormal clear; nothing else inverts.

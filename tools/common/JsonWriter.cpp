@@ -1,4 +1,4 @@
-#include "bench/stream_bench/JsonWriter.h"
+#include "tools/common/JsonWriter.h"
 
 #include <cmath>
 #include <cstdio>
@@ -6,8 +6,8 @@
 namespace TESSERA {
 
 void JsonWriter::key(const std::string& name) {
-    if (!first) out += ",";
-    if (depth > 0) out += "\n" + std::string(static_cast<size_t>(depth) * 2, ' ');
+    if (!first) out += indented ? "," : ", ";
+    if (depth > 0 && indented) out += "\n" + std::string(static_cast<size_t>(depth) * 2, ' ');
     first = false;
     if (!name.empty()) out += quoted(name) + ": ";
 }
@@ -29,30 +29,34 @@ std::string JsonWriter::quoted(const std::string& value) {
     return q + "\"";
 }
 
-void JsonWriter::open(const std::string& name) {
+void JsonWriter::begin(const std::string& name, char bracket) {
     key(name);
-    out += "{";
+    out += bracket;
     ++depth;
     first = true;
+}
+
+void JsonWriter::end(char bracket) {
+    --depth;
+    if (indented) out += "\n" + std::string(static_cast<size_t>(depth) * 2, ' ');
+    out += bracket;
+    first = false;
+}
+
+void JsonWriter::open(const std::string& name) {
+    begin(name, '{');
 }
 
 void JsonWriter::close() {
-    --depth;
-    out += "\n" + std::string(static_cast<size_t>(depth) * 2, ' ') + "}";
-    first = false;
+    end('}');
 }
 
 void JsonWriter::openArray(const std::string& name) {
-    key(name);
-    out += "[";
-    ++depth;
-    first = true;
+    begin(name, '[');
 }
 
 void JsonWriter::closeArray() {
-    --depth;
-    out += "\n" + std::string(static_cast<size_t>(depth) * 2, ' ') + "]";
-    first = false;
+    end(']');
 }
 
 void JsonWriter::number(const std::string& name, double value) {
@@ -70,6 +74,22 @@ void JsonWriter::number(const std::string& name, double value) {
 void JsonWriter::integer(const std::string& name, int64_t value) {
     key(name);
     out += std::to_string(value);
+}
+
+void JsonWriter::count(const std::string& name, uint64_t value) {
+    key(name);
+    out += std::to_string(value);
+}
+
+void JsonWriter::fixed(const std::string& name, double value, int digits) {
+    key(name);
+    if (!std::isfinite(value)) {
+        out += "null";
+        return;
+    }
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", digits, value);
+    out += text;
 }
 
 void JsonWriter::flag(const std::string& name, bool value) {
