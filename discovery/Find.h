@@ -1,0 +1,87 @@
+#pragma once
+// TESSERA::Find: which Targets are on the link-local networks of this machine, and everything a Host says to
+// one outside a stream. A short-lived object: build it, open it, ask, destroy it.
+#include "BRINA/Network/IPAddress.h"
+#include "BRINA/Network/Socket.h"
+#include "discovery/FindConfig.h"
+#include "discovery/SendResult.h"
+#include "discovery/Target.h"
+#include "transport/wire/Packet.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace TESSERA {
+
+class Find {
+public:
+    static constexpr uint32_t kReleaseNumber = 112;
+    static constexpr uint32_t kAnswerTime = 100'000; // microseconds a Target has for each answer
+    static constexpr uint32_t kSweepListen = 30'000; // microseconds a sweep listens on each interface
+    static constexpr uint32_t kSweeps = 3;
+
+    using AnswerMap = std::map<BRINA::IPAddress, std::vector<uint8_t>>;
+
+    explicit Find(const FindConfig& config);
+    ~Find();
+    Find(const Find&) = delete;
+    Find& operator=(const Find&) = delete;
+
+    // Every usable interface; one interface by number (0: every one); one local address; named interfaces.
+    bool open();
+    bool open(uint16_t ifno);
+    bool open(const BRINA::IPAddress& local);
+    bool open(const std::vector<std::string>& names);
+    void close();
+    bool isOpen() const { return discoverySocket.isOpen(); }
+    // The addresses a search uses now: the list given to open, or every usable link-local address.
+    std::vector<BRINA::IPAddress> localInterfaces() const;
+
+    // The product filter: id when the receiver counts, kNoProduct when it is to be ignored.
+    uint64_t matchProduct(uint64_t id) const;
+
+    // One request, one answer within 100 ms, on the discovery socket.
+    SendResult sendAck(const BRINA::IPAddress& target, const Packet& request, uint16_t expected,
+                       std::vector<uint8_t>& answer);
+
+    // One multicast sweep over every interface; the last FIND_ANS per source address stays.
+    bool findMultiSend(const Packet& request, AnswerMap& answers);
+    // Three sweeps, HOST_REQ to each receiver heard, and the filter; adds to out.
+    bool findMulti(FoundMap& out, bool watch);
+    // HOST_REQ; false only when the socket fails.
+    bool announceHost(const BRINA::IPAddress& target);
+
+    // Every Output of every matching receiver; false only when a socket fails.
+    bool find(TargetTable& out);
+    // Output index of the receiver at address, found on whichever interface reaches it; key stays null when
+    // none does.
+    bool getTarget(const BRINA::IPAddress& address, uint16_t index, BRINA::IPAddress& key, Target& target);
+    bool getOutputCount(const BRINA::IPAddress& target, uint16_t& count);
+    bool getOutput(const BRINA::IPAddress& target, uint16_t index, BRINA::IPAddress& key, uint16_t& version,
+                   std::string& name);
+    bool getOutputs(const BRINA::IPAddress& target, OutputMap& out);
+
+    // Unicast destinations that every FIND_REQ of a sweep also goes to.
+    std::vector<BRINA::IPAddress> extraDestinations;
+
+    const FindConfig& config() const { return cfg; }
+    // The list that open fixed; empty while every interface is searched.
+    const std::vector<BRINA::IPAddress>& interfaceList() const { return interfaces; }
+
+private:
+    bool openInterfaces(const std::vector<BRINA::IPAddress>& list);
+    bool nopBreak(const BRINA::IPAddress& target);
+    // INFO_REQ; when answered, text is its payload with the receiver's address put in.
+    SendResult askInfo(const BRINA::IPAddress& target, std::string& text);
+
+    FindConfig cfg;
+    std::vector<BRINA::IPAddress> interfaces;
+    BRINA::Socket discoverySocket;
+};
+
+// The first "[myaddress]" of a text longer than 10 bytes becomes the address in brackets.
+std::string withAddress(const std::string& text, const BRINA::IPAddress& address);
+
+} // namespace TESSERA

@@ -1,0 +1,127 @@
+// The Host's discovery messages: its questions byte by byte, and the two readings of the protocol, the Host's
+// and the software Target's, each reading what the other builds.
+#include "transport/wire/DiscoveryMessages.h"
+#include "tools/receiver/TargetDiscoveryMessages.h"
+#include "transport/wire/SyncMessages.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace TESSERA;
+using BRINA::BufferCS_const;
+using Bytes = std::vector<uint8_t>;
+namespace DM = DiscoveryMessages;
+namespace TW = TargetWire;
+
+constexpr uint64_t kQuintara = 0x415241544E495551ull;
+
+Bytes bytesOf(const Packet& p) {
+    return Bytes(p.data(), p.data() + p.size());
+}
+
+TEST(DiscoveryMessagesTest, RequestsAreByteExact) {
+    const struct {
+        const char* name;
+        Packet packet;
+        Bytes wire;
+    } rows[] = {
+        {"FIND_REQ", DM::findRequest(false), {0x64, 0, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {"FIND_REQ of the watch",
+         DM::findRequest(true),
+         {0x64, 0, 0x10, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0}},
+        {"OUTPUT_REQ count", DM::outputRequest(0), {0x64, 0, 0x10, 0, 0x02, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0}},
+        {"OUTPUT_REQ 3", DM::outputRequest(3), {0x64, 0, 0x10, 0, 0x02, 0, 0, 0, 3, 0, 0, 0, 0, 0, 1, 0}},
+        {"INFO_REQ", DM::infoRequest(), {0x64, 0, 0x10, 0, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {"NOPBREAK_REQ",
+         SyncMessages::nopBreakRequest(),
+         {0x64, 0, 0x10, 0, 0x2A, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        // flags 1, the product first character lowest, "Host" padded to 8 with sizeField 0x1C.
+        {"HOST_REQ", DM::hostRequest(kQuintara, "Host"), {0x64, 0,   0x1C, 0,   0x16, 0,   1,   0,
+                                                          'Q',  'U', 'I',  'N', 'T',  'A', 'R', 'A',
+                                                          'H',  'o', 's',  't', 0,    0,   0,   0}},
+        {"HOST_REQ without product",
+         DM::hostRequest(~0ull, ""),
+         {0x64, 0, 0x10, 0, 0x16, 0, 1, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(bytesOf(row.packet), row.wire) << row.name;
+}
+
+TEST(DiscoveryMessagesTest, TheTargetReadsTheHostsRequests) {
+    uint16_t word = 99;
+    ASSERT_TRUE(TW::readFindRequest(DM::findRequest(true).datagram(), word));
+    EXPECT_EQ(word, 1);
+    ASSERT_TRUE(TW::readFindRequest(DM::findRequest(false).datagram(), word));
+    EXPECT_EQ(word, 0);
+    ASSERT_TRUE(TW::readOutputRequest(DM::outputRequest(7).datagram(), word));
+    EXPECT_EQ(word, 7);
+    EXPECT_TRUE(TW::readInfoRequest(DM::infoRequest().datagram()));
+    uint64_t product = 0;
+    std::string name;
+    ASSERT_TRUE(TW::readHostRequest(DM::hostRequest(kQuintara, "Studio PC").datagram(), product, name));
+    EXPECT_EQ(product, kQuintara);
+    EXPECT_EQ(name, "Studio PC");
+    EXPECT_FALSE(TW::readFindRequest(DM::infoRequest().datagram(), word));
+}
+
+TEST(DiscoveryMessagesTest, TheHostReadsTheTargetsAnswers) {
+    uint64_t product = 0;
+    std::string text;
+    const Packet found = TW::findAnswer(kQuintara, "Lab receiver");
+    ASSERT_TRUE(DM::readFindAnswer(found.datagram(), product, text));
+    EXPECT_EQ(product, kQuintara);
+    EXPECT_EQ(text, "Lab receiver");
+    EXPECT_TRUE(DM::hasContent(found.datagram()));
+
+    const struct {
+        Packet packet;
+        uint16_t count, port, version;
+        const char* name;
+    } outputs[] = {
+        {TW::outputCountAnswer(3), 3, 0, 0, ""},
+        {TW::outputAnswer(50000, 2, "Line out"), 0, 50000, 2, "Line out"},
+        {TW::outputAnswer(0, 0, ""), 0, 0, 0, ""},
+    };
+    for (const auto& row : outputs) {
+        DM::OutputAnswer answer;
+        ASSERT_TRUE(DM::readOutputAnswer(row.packet.datagram(), answer));
+        EXPECT_EQ(answer.count, row.count);
+        EXPECT_EQ(answer.port, row.port);
+        EXPECT_EQ(answer.version, row.version);
+        EXPECT_EQ(answer.name, row.name);
+        EXPECT_TRUE(DM::hasContent(row.packet.datagram()));
+    }
+
+    ASSERT_TRUE(DM::readTextAnswer(TW::infoAnswer("at [myaddress]").datagram(), INFO_ANS, text));
+    EXPECT_EQ(text, "at [myaddress]");
+    uint16_t counter = 0;
+    ASSERT_TRUE(DM::readNotify(TW::notify(513).datagram(), counter));
+    EXPECT_EQ(counter, 513);
+    EXPECT_FALSE(DM::hasContent(TW::notify(1).datagram()));
+}
+
+TEST(DiscoveryMessagesTest, ReadersRefuseOtherCommandsAndBrokenDatagrams) {
+    const Bytes shortOne{0x64, 0, 0x10, 0, 0x01, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0};
+    const Bytes badMagic{0x65, 0, 0x10, 0, 0x01, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    const Bytes longerThanSent{0x64, 0, 0x18, 0, 0x01, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    const Packet other = TW::hostAnswer();
+    const Bytes otherBytes = bytesOf(other);
+    for (const Bytes* bytes : {&shortOne, &badMagic, &longerThanSent, &otherBytes}) {
+        const BufferCS_const d(*bytes);
+        uint64_t product = 0;
+        uint16_t counter = 0;
+        std::string text;
+        DM::OutputAnswer answer;
+        EXPECT_FALSE(DM::readFindAnswer(d, product, text));
+        EXPECT_FALSE(DM::readOutputAnswer(d, answer));
+        EXPECT_FALSE(DM::readTextAnswer(d, INFO_ANS, text));
+        EXPECT_FALSE(DM::readNotify(d, counter));
+        EXPECT_EQ(DM::hasContent(d), bytes == &otherBytes);
+    }
+}
+
+} // namespace
