@@ -42,7 +42,9 @@ bool SoftwareTarget::start(std::string& error) {
             stop();
             return false;
         }
-        identity.outputs.push_back({output.config().name, output.port(), output.config().protocolVersion});
+        identity.outputs.push_back({output.config().name,
+                                    output.config().offered ? output.port() : uint16_t{0},
+                                    output.config().protocolVersion});
     }
     BRINA::IPAddress discoveryAddress = cfg.bindAddress;
     discoveryAddress.setPort(cfg.discoveryPort);

@@ -34,6 +34,8 @@ struct OutputConfig {
     std::string name = "Output 1";
     uint16_t controlPort = 0; // 0: the system picks one
     uint16_t protocolVersion = 1;
+    // false: discovery reports this Output with port 0, as one that the receiver doesn't offer now.
+    bool offered = true;
     StreamFormat pcmMask; // capability masks, as FORMAT_REQ reports them
     StreamFormat dsdLsbMask;
     StreamFormat dsdMsbMask;
