@@ -44,6 +44,12 @@ protected:
             TESSERA::TargetConfig config;
             config.name = r.name;
             config.productId = r.product;
+            config.infoText = std::string(r.name) + " at [myaddress]";
+            if (std::string(r.name) == "Alpha") {
+                config.outputs.resize(2);
+                config.outputs[0].name = "Left";
+                config.outputs[1].name = "Right";
+            }
             std::string error;
             ASSERT_GE(link->addTarget(r.link, config, error, r.answering), 0) << error;
         }
@@ -130,6 +136,75 @@ TEST(FindSearchAloneTest, NoLinkLocalInterfaceIsAnEmptyResult) {
     EXPECT_TRUE(find.findMulti(found, false));
     EXPECT_TRUE(found.empty());
     EXPECT_LT(BRINA::nowMicroseconds() - start, 30'000u); // no interface, no sweep
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(FindSearchTest, FindYieldsEveryOutputOfEveryMatchingReceiver) {
+    FindConfig config;
+    config.targetProduct = kOwn;
+    Find find(config);
+    ASSERT_TRUE(find.open());
+    TESSERA::TargetTable table{{IPAddress(), {}}};
+    TESTING::LogCapture log(6);
+    ASSERT_TRUE(find.find(table));
+    const struct {
+        int receiver;
+        size_t output;
+        const char* outputName;
+    } rows[] = {{Alpha, 0, "Left"}, {Alpha, 1, "Right"}, {Beta, 0, "Output 1"}, {Delta, 0, "Output 1"}};
+    EXPECT_EQ(table.size(), std::size(rows)); // emptied first
+    for (const auto& row : rows) {
+        IPAddress key = link->targetAddress(row.receiver);
+        key.setPort(link->target(row.receiver).controlPort(row.output));
+        ASSERT_EQ(table.count(key), 1u) << row.outputName;
+        const TESSERA::Target& t = table[key];
+        EXPECT_EQ(t.productId, kOwn);
+        EXPECT_EQ(t.outputIndex, row.output + 1);
+        EXPECT_EQ(t.protocolVersion, 1);
+        EXPECT_EQ(t.targetName, kNames[row.receiver]);
+        EXPECT_EQ(t.outputName, row.outputName);
+        EXPECT_EQ(t.parentAddress, link->targetAddress(row.receiver));
+        EXPECT_EQ(t.infoText, std::string(kNames[row.receiver]) + " at [" + key.toString() + "]");
+        EXPECT_TRUE(log.contains("Tessera Find Sink Out: " + t.targetName + " " +
+                                 std::to_string(t.outputIndex) + " 1 [" + std::to_string(key.scope()) + "]"));
+    }
+}
+
+TEST_F(FindSearchTest, APinnedTargetIsFoundAgainAndAGoneOneIsNot) {
+    Find find(FindConfig{});
+    ASSERT_TRUE(find.open());
+    IPAddress pinned = link->targetAddress(Alpha);
+    pinned.setScope(0); // as a setting holds it: the search finds the interface
+    pinned.setPort(0);
+    IPAddress key;
+    TESSERA::Target target;
+    target.productId = 77;
+    ASSERT_TRUE(find.getTarget(pinned, 2, key, target));
+    IPAddress expected = link->targetAddress(Alpha);
+    expected.setPort(link->target(Alpha).controlPort(1));
+    EXPECT_EQ(key, expected);
+    EXPECT_EQ(target.outputIndex, 2);
+    EXPECT_EQ(target.protocolVersion, 1);
+    EXPECT_EQ(target.parentAddress, link->targetAddress(Alpha));
+    EXPECT_EQ(target.targetName, "Alpha");
+    EXPECT_EQ(target.infoText, "Alpha at [" + pinned.toString() + "]");
+    EXPECT_EQ(target.productId, 77u); // not the search's to change
+    EXPECT_TRUE(target.outputName.empty());
+
+    const struct {
+        const char* what;
+        int receiver;
+        uint16_t index;
+    } missing[] = {{"no such Output", Alpha, 3}, {"silent", Silent, 1}, {"gone", Beta, 1}};
+    link->removeTarget(Beta);
+    for (const auto& row : missing) {
+        key = expected;
+        EXPECT_TRUE(find.getTarget(link->targetAddress(row.receiver), row.index, key, target)) << row.what;
+        EXPECT_TRUE(key.isEmpty()) << row.what;
+    }
 }
 
 } // namespace
