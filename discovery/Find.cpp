@@ -23,10 +23,17 @@ Find::Find(const FindConfig& config) : cfg(config) {}
 
 Find::~Find() {
     close();
+    watchSocket.close();
+}
+
+void Find::endWatch() {
+    watching = false;
+    joinWatch();
 }
 
 bool Find::openInterfaces(const std::vector<IPAddress>& list) {
     BRINA::LogStream(6, "Tessera Find Library ReleaseNo : ") << kReleaseNumber;
+    endWatch();
     if (discoverySocket.isOpen()) discoverySocket.close();
     if (!list.empty()) {
         interfaces = list;
@@ -83,6 +90,7 @@ bool Find::open(const std::vector<std::string>& names) {
 }
 
 void Find::close() {
+    endWatch();
     discoverySocket.close();
 }
 

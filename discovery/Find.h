@@ -8,9 +8,13 @@
 #include "discovery/Target.h"
 #include "transport/wire/Packet.h"
 
+#include <atomic>
 #include <cstdint>
+#include <list>
 #include <map>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace TESSERA {
@@ -63,6 +67,33 @@ public:
                    std::string& name);
     bool getOutputs(const BRINA::IPAddress& target, OutputMap& out);
 
+    // The watch: a thread that keeps table current from searches and the receivers' NOTIFY.
+    // Its user calls open, openWatch, startWatch, collects with takeAdded and takeRemoved, and stops it.
+    bool openWatch();
+    void startWatch();
+    void stopWatch() { watching = false; }
+    void joinWatch();
+    bool isWatching() const { return watching; }
+    // Merges the Outputs of one receiver into table; at most one stale entry goes per call.
+    bool addTarget(const BRINA::IPAddress& parent, uint64_t id, const std::string& name);
+    // Removes every Output of one receiver.
+    void remTarget(const BRINA::IPAddress& parent);
+    void takeAdded(TargetTable& out);
+    void takeRemoved(std::list<BRINA::IPAddress>& out);
+    void eraseTarget(const BRINA::IPAddress& key);
+    uint32_t targetCount();
+    // The unicast search of one receiver: id is kNoProduct when it didn't answer or the filter refused it.
+    bool probeTarget(const BRINA::IPAddress& address, uint64_t& id, std::string& name);
+
+    // The watch's times in microseconds; tests shorten them.
+    struct WatchTimes {
+        uint32_t startupLimit = 120'000'000; // startup mode, at most
+        uint32_t period = 120'000'000;       // one listening period, at most
+        uint32_t stage = 30'000'000; // first stage of a period; the silence after which a sender is asked
+        uint32_t wait = 1'000'000;   // one wait on the notify port, and the pause between startup tries
+    };
+    WatchTimes watchTimes;
+
     // Unicast destinations that every FIND_REQ of a sweep also goes to.
     std::vector<BRINA::IPAddress> extraDestinations;
 
@@ -76,9 +107,24 @@ private:
     // INFO_REQ; when answered, text is its payload with the receiver's address put in.
     SendResult askInfo(const BRINA::IPAddress& target, std::string& text);
 
+    void watchLoop();
+    // Up to three FIND_REQ to a receiver: answered at the first answer, timeout after three silences (each
+    // logged as retryLog), error when the socket failed.
+    SendResult stillThere(const BRINA::IPAddress& address, const char* retryLog);
+    void endWatch();
+
     FindConfig cfg;
     std::vector<BRINA::IPAddress> interfaces;
     BRINA::Socket discoverySocket;
+
+    BRINA::Socket watchSocket;
+    std::thread watchThread;
+    std::atomic<bool> watching{
+        false};            // set by startWatch, cleared by the user's thread or the watch at its end
+    std::mutex tableMutex; // the only lock: guards table, removedList, addedList
+    TargetTable table;     // under tableMutex: written by the watch, read by the user
+    std::list<BRINA::IPAddress> removedList; // under tableMutex
+    std::list<BRINA::IPAddress> addedList;   // under tableMutex
 };
 
 // The first "[myaddress]" of a text longer than 10 bytes becomes the address in brackets.
