@@ -6,6 +6,7 @@
 #include "discovery/FindConfig.h"
 #include "discovery/SendResult.h"
 #include "discovery/Target.h"
+#include "discovery/TargetSetting.h"
 #include "transport/wire/Packet.h"
 
 #include <atomic>
@@ -67,6 +68,24 @@ public:
                    std::string& name);
     bool getOutputs(const BRINA::IPAddress& target, OutputMap& out);
 
+    // A Target's settings list and plain text requests. The text results are emptied before the request.
+    bool pingTarget(const BRINA::IPAddress& target);
+    bool requestText(const BRINA::IPAddress& target, std::string& text);
+    bool requestTextB(const BRINA::IPAddress& target, std::string& text);
+    bool requestItemText(const BRINA::IPAddress& target, uint16_t number, std::string& text);
+    bool selectItem(const BRINA::IPAddress& target, bool on, uint16_t number);
+    // The whole list; second asks each setting in the Target's second way of reading.
+    bool getSettings(const BRINA::IPAddress& target, std::list<TargetSetting>& out, bool second);
+    bool setSetting(const BRINA::IPAddress& target, uint16_t number, const std::string& text, uint16_t value);
+    bool setSetting(const BRINA::IPAddress& target, uint16_t number, const std::string& text) {
+        return setSetting(target, number, text, 0);
+    }
+    bool setSetting(const BRINA::IPAddress& target, uint16_t number, uint16_t value) {
+        return setSetting(target, number, std::string(), value);
+    }
+    // One of the two actions on all settings: action true or false.
+    bool commitSettings(const BRINA::IPAddress& target, bool action);
+
     // The watch: a thread that keeps table current from searches and the receivers' NOTIFY.
     // Its user calls open, openWatch, startWatch, collects with takeAdded and takeRemoved, and stops it.
     bool openWatch();
@@ -107,6 +126,11 @@ private:
     // INFO_REQ; when answered, text is its payload with the receiver's address put in.
     SendResult askInfo(const BRINA::IPAddress& target, std::string& text);
 
+    // One text request: true when answered, with the answer's payload in text.
+    bool askText(const BRINA::IPAddress& target, const Packet& request, uint16_t expected, std::string& text);
+    // SETTING_REQ for setting number, answered with the same number.
+    bool askSetting(const BRINA::IPAddress& target, const Packet& request, uint16_t number, std::string& text,
+                    uint16_t& value, uint16_t& current);
     void watchLoop();
     // Up to three FIND_REQ to a receiver: answered at the first answer, timeout after three silences (each
     // logged as retryLog), error when the socket failed.

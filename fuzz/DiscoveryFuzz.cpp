@@ -2,6 +2,7 @@
 // accepts only a valid message of its own command.
 #include "transport/wire/DiscoveryMessages.h"
 #include "transport/wire/Packet.h"
+#include "transport/wire/SettingMessages.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -12,6 +13,7 @@ namespace {
 using BRINA::BufferCS_const;
 using TESSERA::Packet;
 namespace DM = TESSERA::DiscoveryMessages;
+namespace SM = TESSERA::SettingMessages;
 
 void check(bool condition) {
     if (!condition) std::abort();
@@ -37,5 +39,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(DM::readTextAnswer(d, TESSERA::INFO_ANS, text) == is(TESSERA::INFO_ANS));
     check(DM::readNotify(d, counter) == is(TESSERA::NOTIFY));
     if (DM::hasContent(d)) check(valid);
+    SM::SettingListAnswer entry;
+    SM::SettingAnswer setting;
+    check(SM::readSettingListAnswer(d, entry) == is(TESSERA::SETTING_LIST_ANS));
+    if (is(TESSERA::SETTING_LIST_ANS)) check(entry.name.size() == payload);
+    check(SM::readSettingAnswer(d, setting) == is(TESSERA::SETTING_ANS));
+    if (is(TESSERA::SETTING_ANS)) check(setting.text.size() == payload);
+    check(SM::readSelectAnswer(d, counter) == is(TESSERA::SELECT_ANS));
+    for (uint16_t c : {TESSERA::TEXT_A_ANS, TESSERA::TEXT_B_ANS, TESSERA::TEXT_C_ANS})
+        check(DM::readTextAnswer(d, c, text) == is(c));
     return 0;
 }

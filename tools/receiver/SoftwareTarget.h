@@ -6,6 +6,7 @@
 #include "tools/receiver/OutputControl.h"
 #include "tools/receiver/TargetConfig.h"
 #include "tools/receiver/TargetLog.h"
+#include "tools/receiver/TargetSettings.h"
 #include "tools/receiver/TargetStatus.h"
 
 #include <cstddef>
@@ -38,6 +39,8 @@ public:
     uint16_t controlPort(size_t output) const { return outputs[output]->port(); }
     const TargetConfig& config() const { return cfg; }
     TargetStatus status() const;
+    // The settings list and texts as Hosts have left them.
+    const TargetSettings& settings() const { return settingsList; }
 
     // Called on a receiver's thread when a stream of Output index (from 0) has ended; set before start.
     std::function<void(size_t index, const StreamReport&)> onStreamFinished;
@@ -48,6 +51,7 @@ private:
     HostRecord host;
     DiscoveryResponder discovery;
     std::vector<std::unique_ptr<OutputControl>> outputs;
+    TargetSettings settingsList;
 };
 
 } // namespace TESSERA

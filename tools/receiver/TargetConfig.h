@@ -2,6 +2,7 @@
 // Everything that shapes the software Target: its identity, its Outputs, and the faults it plays.
 #include "BRINA/Network/IPAddress.h"
 #include "format/StreamFormat.h"
+#include "tools/receiver/TargetSettingsConfig.h"
 
 #include <cstdint>
 #include <functional>
@@ -69,6 +70,8 @@ struct TargetConfig {
     bool notify = false;         // NOTIFY to ff02::1 port 19643 every second (inside a test namespace only)
     uint32_t notifyLimit = 3600; // NOTIFY stops by itself after this many (an hour at one a second)
     std::vector<OutputConfig> outputs{OutputConfig{}};
+    std::vector<TargetSettingConfig> settings; // the settings list a Host reads and writes
+    TargetTexts texts;                         // the answers to the plain text requests
 };
 
 // The product id of a text of eight ASCII characters, the first in the lowest byte; all ones otherwise.
