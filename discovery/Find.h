@@ -1,6 +1,7 @@
 #pragma once
 // TESSERA::Find: which Targets are on the link-local networks of this machine, and everything a Host says to
 // one outside a stream. A short-lived object: build it, open it, ask, destroy it.
+#include "BRINA/BufferCS_const.h"
 #include "BRINA/Network/IPAddress.h"
 #include "BRINA/Network/Socket.h"
 #include "discovery/FindConfig.h"
@@ -11,6 +12,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
 #include <mutex>
@@ -85,6 +87,14 @@ public:
     }
     // One of the two actions on all settings: action true or false.
     bool commitSettings(const BRINA::IPAddress& target, bool action);
+
+    // Sends data into a slot of a Target: windows acknowledged one by one, then a CRC over the whole. limit,
+    // when not 0, caps the window limit. progress hears the number of each block as it starts.
+    bool Transfer(const BRINA::IPAddress& target, int slot, BRINA::BufferCS_const data, unsigned limit);
+    bool Transfer(const BRINA::IPAddress& target, int slot, BRINA::BufferCS_const data, unsigned limit,
+                  const std::function<void(uint16_t block, uint16_t blockCount)>& progress);
+    // Asks about a slot with a CRC and a value; value takes the Target's answer.
+    bool transferQuery(const BRINA::IPAddress& target, int slot, uint16_t& crc, uint16_t& value);
 
     // The watch: a thread that keeps table current from searches and the receivers' NOTIFY.
     // Its user calls open, openWatch, startWatch, collects with takeAdded and takeRemoved, and stops it.

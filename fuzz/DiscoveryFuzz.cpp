@@ -3,6 +3,7 @@
 #include "transport/wire/DiscoveryMessages.h"
 #include "transport/wire/Packet.h"
 #include "transport/wire/SettingMessages.h"
+#include "transport/wire/TransferMessages.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -14,6 +15,7 @@ using BRINA::BufferCS_const;
 using TESSERA::Packet;
 namespace DM = TESSERA::DiscoveryMessages;
 namespace SM = TESSERA::SettingMessages;
+namespace TM = TESSERA::TransferMessages;
 
 void check(bool condition) {
     if (!condition) std::abort();
@@ -48,5 +50,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(SM::readSelectAnswer(d, counter) == is(TESSERA::SELECT_ANS));
     for (uint16_t c : {TESSERA::TEXT_A_ANS, TESSERA::TEXT_B_ANS, TESSERA::TEXT_C_ANS})
         check(DM::readTextAnswer(d, c, text) == is(c));
+    TM::TransferAnswer transfer;
+    bool accepted = false;
+    uint16_t mark = 0, crc = 0, value = 0;
+    check(TM::readTransferAnswer(d, transfer) == is(TESSERA::TRANSFER_ANS));
+    check(TM::readTransferAck(d, accepted, mark, counter) == is(TESSERA::TRANSFER_ACK));
+    if (is(TESSERA::TRANSFER_ACK)) check(accepted == DM::hasContent(d));
+    check(TM::readEndAnswer(d, mark, crc, value) == is(TESSERA::TRANSFER_END_ANS));
     return 0;
 }

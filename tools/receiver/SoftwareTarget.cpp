@@ -7,11 +7,12 @@
 namespace TESSERA {
 
 SoftwareTarget::SoftwareTarget(TargetConfig config)
-    : cfg(std::move(config)), discovery(targetLog, host), settingsList(cfg.settings, cfg.texts) {
+    : cfg(std::move(config)), discovery(targetLog, host), settingsList(cfg.settings, cfg.texts),
+      slots(cfg.transfer) {
     if (cfg.productId == 0) cfg.productId = productIdOf(kOwnProductText);
     discovery.setExtraHandler(
         [this](BRINA::BufferCS_const message, const BRINA::IPAddress&, std::vector<Packet>& replies) {
-            return settingsList.handle(message, replies);
+            return settingsList.handle(message, replies) || slots.handle(message, replies);
         });
     for (const OutputConfig& output : cfg.outputs)
         outputs.push_back(std::make_unique<OutputControl>(output, targetLog, host));

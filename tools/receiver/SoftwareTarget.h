@@ -8,6 +8,7 @@
 #include "tools/receiver/TargetLog.h"
 #include "tools/receiver/TargetSettings.h"
 #include "tools/receiver/TargetStatus.h"
+#include "tools/receiver/TargetTransfer.h"
 
 #include <cstddef>
 #include <functional>
@@ -41,6 +42,7 @@ public:
     TargetStatus status() const;
     // The settings list and texts as Hosts have left them.
     const TargetSettings& settings() const { return settingsList; }
+    const TargetTransfer& transfers() const { return slots; }
 
     // Called on a receiver's thread when a stream of Output index (from 0) has ended; set before start.
     std::function<void(size_t index, const StreamReport&)> onStreamFinished;
@@ -52,6 +54,7 @@ private:
     DiscoveryResponder discovery;
     std::vector<std::unique_ptr<OutputControl>> outputs;
     TargetSettings settingsList;
+    TargetTransfer slots;
 };
 
 } // namespace TESSERA

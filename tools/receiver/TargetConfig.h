@@ -3,6 +3,7 @@
 #include "BRINA/Network/IPAddress.h"
 #include "format/StreamFormat.h"
 #include "tools/receiver/TargetSettingsConfig.h"
+#include "tools/receiver/TargetTransferConfig.h"
 
 #include <cstdint>
 #include <functional>
@@ -72,6 +73,7 @@ struct TargetConfig {
     std::vector<OutputConfig> outputs{OutputConfig{}};
     std::vector<TargetSettingConfig> settings; // the settings list a Host reads and writes
     TargetTexts texts;                         // the answers to the plain text requests
+    TargetTransferConfig transfer;             // the slots that transfers go into
 };
 
 // The product id of a text of eight ASCII characters, the first in the lowest byte; all ones otherwise.
