@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -51,57 +52,38 @@ TEST(DiscoveryMessagesTest, RequestsAreByteExact) {
         EXPECT_EQ(bytesOf(row.packet), row.wire) << row.name;
 }
 
-TEST(DiscoveryMessagesTest, TheTargetReadsTheHostsRequests) {
-    uint16_t word = 99;
-    ASSERT_TRUE(TW::readFindRequest(DM::findRequest(true).datagram(), word));
-    EXPECT_EQ(word, 1);
-    ASSERT_TRUE(TW::readFindRequest(DM::findRequest(false).datagram(), word));
-    EXPECT_EQ(word, 0);
-    ASSERT_TRUE(TW::readOutputRequest(DM::outputRequest(7).datagram(), word));
-    EXPECT_EQ(word, 7);
-    EXPECT_TRUE(TW::readInfoRequest(DM::infoRequest().datagram()));
-    uint64_t product = 0;
-    std::string name;
-    ASSERT_TRUE(TW::readHostRequest(DM::hostRequest(kQuintara, "Studio PC").datagram(), product, name));
-    EXPECT_EQ(product, kQuintara);
-    EXPECT_EQ(name, "Studio PC");
-    EXPECT_FALSE(TW::readFindRequest(DM::infoRequest().datagram(), word));
-}
-
-TEST(DiscoveryMessagesTest, TheHostReadsTheTargetsAnswers) {
+TEST(DiscoveryMessagesTest, EachSideReadsTheOther) {
+    uint16_t word = 99, counter = 0;
     uint64_t product = 0;
     std::string text;
-    const Packet found = TW::findAnswer(kQuintara, "Lab receiver");
-    ASSERT_TRUE(DM::readFindAnswer(found.datagram(), product, text));
-    EXPECT_EQ(product, kQuintara);
-    EXPECT_EQ(text, "Lab receiver");
-    EXPECT_TRUE(DM::hasContent(found.datagram()));
+    EXPECT_TRUE(TW::readFindRequest(DM::findRequest(true).datagram(), word) && word == 1);
+    EXPECT_TRUE(TW::readFindRequest(DM::findRequest(false).datagram(), word) && word == 0);
+    EXPECT_TRUE(TW::readOutputRequest(DM::outputRequest(7).datagram(), word) && word == 7);
+    EXPECT_TRUE(TW::readInfoRequest(DM::infoRequest().datagram()));
+    EXPECT_TRUE(TW::readHostRequest(DM::hostRequest(kQuintara, "Studio PC").datagram(), product, text));
+    EXPECT_EQ(std::tie(product, text), std::make_tuple(kQuintara, std::string("Studio PC")));
 
+    const Packet found = TW::findAnswer(kQuintara, "Lab receiver");
+    EXPECT_TRUE(DM::readFindAnswer(found.datagram(), product, text) && DM::hasContent(found.datagram()));
+    EXPECT_EQ(std::tie(product, text), std::make_tuple(kQuintara, std::string("Lab receiver")));
     const struct {
         Packet packet;
         uint16_t count, port, version;
         const char* name;
-    } outputs[] = {
-        {TW::outputCountAnswer(3), 3, 0, 0, ""},
-        {TW::outputAnswer(50000, 2, "Line out"), 0, 50000, 2, "Line out"},
-        {TW::outputAnswer(0, 0, ""), 0, 0, 0, ""},
-    };
+    } outputs[] = {{TW::outputCountAnswer(3), 3, 0, 0, ""},
+                   {TW::outputAnswer(50000, 2, "Line out"), 0, 50000, 2, "Line out"},
+                   {TW::outputAnswer(0, 0, ""), 0, 0, 0, ""}};
     for (const auto& row : outputs) {
-        DM::OutputAnswer answer;
-        ASSERT_TRUE(DM::readOutputAnswer(row.packet.datagram(), answer));
-        EXPECT_EQ(answer.count, row.count);
-        EXPECT_EQ(answer.port, row.port);
-        EXPECT_EQ(answer.version, row.version);
-        EXPECT_EQ(answer.name, row.name);
-        EXPECT_TRUE(DM::hasContent(row.packet.datagram()));
+        DM::OutputAnswer a;
+        EXPECT_TRUE(DM::readOutputAnswer(row.packet.datagram(), a) && DM::hasContent(row.packet.datagram()));
+        EXPECT_EQ(std::tie(a.count, a.port, a.version, a.name),
+                  std::make_tuple(row.count, row.port, row.version, std::string(row.name)));
     }
-
-    ASSERT_TRUE(DM::readTextAnswer(TW::infoAnswer("at [myaddress]").datagram(), INFO_ANS, text));
+    EXPECT_TRUE(DM::readTextAnswer(TW::infoAnswer("at [myaddress]").datagram(), INFO_ANS, text));
     EXPECT_EQ(text, "at [myaddress]");
-    uint16_t counter = 0;
-    ASSERT_TRUE(DM::readNotify(TW::notify(513).datagram(), counter));
-    EXPECT_EQ(counter, 513);
+    EXPECT_TRUE(DM::readNotify(TW::notify(513).datagram(), counter) && counter == 513);
     EXPECT_FALSE(DM::hasContent(TW::notify(1).datagram()));
+    EXPECT_FALSE(TW::readFindRequest(DM::infoRequest().datagram(), word));
 }
 
 TEST(DiscoveryMessagesTest, ReadersRefuseOtherCommandsAndBrokenDatagrams) {

@@ -2,6 +2,7 @@
 #include "BRINA/Network/Socket.h"
 #include "BRINA/Time.h"
 #include "discovery/Find.h"
+#include "tests/support/LoopbackTarget.h"
 #include "transport/wire/DiscoveryMessages.h"
 
 #include <gtest/gtest.h>
@@ -18,11 +19,7 @@ using TESSERA::SendResult;
 using Bytes = std::vector<uint8_t>;
 namespace DM = TESSERA::DiscoveryMessages;
 
-IPAddress loopback() {
-    IPAddress a;
-    a.parse("::1");
-    return a;
-}
+using TESTING::loopbackAddress;
 
 Bytes bytesOf(const Packet& p) {
     return Bytes(p.data(), p.data() + p.size());
@@ -46,7 +43,7 @@ struct ScriptedTarget {
 
     ScriptedTarget() {
         for (Socket* s : {&asked, &stranger}) {
-            IPAddress local = loopback();
+            IPAddress local = loopbackAddress();
             EXPECT_TRUE(s->open(Socket::IPv6Datagram) && s->bind(local));
             if (s == &asked) address = local;
         }
@@ -133,7 +130,7 @@ TEST(FindExchangeTest, AFloodDoesNotStretchTheLimit) {
 TEST(FindExchangeTest, AClosedSocketIsAnError) {
     Find find(TESSERA::FindConfig{});
     Bytes got;
-    EXPECT_EQ(find.sendAck(loopback(), DM::infoRequest(), TESSERA::INFO_ANS, got), SendResult::error);
+    EXPECT_EQ(find.sendAck(loopbackAddress(), DM::infoRequest(), TESSERA::INFO_ANS, got), SendResult::error);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // The Output questions put to one receiver, a software Target on ::1, and the address put into its text.
 #include "discovery/Find.h"
 #include "tests/support/LogCapture.h"
-#include "tools/receiver/SoftwareTarget.h"
+#include "tests/support/LoopbackTarget.h"
 
 #include <gtest/gtest.h>
 
@@ -11,43 +11,22 @@ using BRINA::IPAddress;
 using TESSERA::Find;
 using TESSERA::FindConfig;
 
-IPAddress loopback() {
-    IPAddress a;
-    a.parse("::1");
-    return a;
-}
+using TESTING::loopbackAddress;
 
 // Three Outputs: a plain one, one reported with port 0, and one of protocol version 2.
-struct LoopbackTarget {
-    TESSERA::SoftwareTarget target;
-    IPAddress address;
-    static TESSERA::TargetConfig config() {
-        TESSERA::TargetConfig c;
-        c.bindAddress = loopback();
-        c.discoveryPort = 0;
-        c.outputs.resize(3);
-        c.outputs[0].name = "Line";
-        c.outputs[1].name = "Away";
-        c.outputs[1].offered = false;
-        c.outputs[2].name = "";
-        c.outputs[2].protocolVersion = 2;
-        return c;
-    }
-    LoopbackTarget() : target(config()) {
-        std::string error;
-        EXPECT_TRUE(target.start(error)) << error;
-        address = loopback();
-        address.setPort(target.discoveryPort());
-    }
-    IPAddress output(size_t i) const {
-        IPAddress key = address;
-        key.setPort(target.controlPort(i));
-        return key;
-    }
-};
+TESSERA::TargetConfig threeOutputs() {
+    TESSERA::TargetConfig c;
+    c.outputs.resize(3);
+    c.outputs[0].name = "Line";
+    c.outputs[1].name = "Away";
+    c.outputs[1].offered = false;
+    c.outputs[2].name = "";
+    c.outputs[2].protocolVersion = 2;
+    return c;
+}
 
 TEST(FindOutputsTest, OutputsWithAPortAndAnAcceptedVersion) {
-    LoopbackTarget t;
+    TESTING::LoopbackTarget t(threeOutputs());
     const struct {
         uint16_t maxVersion;
         bool nopBreak;
@@ -60,16 +39,16 @@ TEST(FindOutputsTest, OutputsWithAPortAndAnAcceptedVersion) {
         Find find(config);
         ASSERT_TRUE(find.open());
         uint16_t count = 0;
-        ASSERT_TRUE(find.getOutputCount(t.address, count));
+        ASSERT_TRUE(find.getOutputCount(t.address(), count));
         EXPECT_EQ(count, 3);
         TESSERA::OutputMap outputs;
         TESTING::LogCapture log(6);
-        ASSERT_TRUE(find.getOutputs(t.address, outputs));
+        ASSERT_TRUE(find.getOutputs(t.address(), outputs));
         ASSERT_EQ(outputs.size(), row.outputs.size()) << row.maxVersion;
         for (size_t i : row.outputs) {
             const TESSERA::OutputInfo& info = outputs[t.output(i)];
             EXPECT_EQ(info.outputIndex, i + 1);
-            EXPECT_EQ(info.outputName, t.target.config().outputs[i].name);
+            EXPECT_EQ(info.outputName, t.target().config().outputs[i].name);
             EXPECT_EQ(info.protocolVersion, i == 2 ? 2 : 1);
         }
         EXPECT_EQ(log.contains("Tessera Find protocol version not much : 1<2"), row.maxVersion == 1);
@@ -77,7 +56,7 @@ TEST(FindOutputsTest, OutputsWithAPortAndAnAcceptedVersion) {
 }
 
 TEST(FindOutputsTest, OneOutputAndTheNullKey) {
-    LoopbackTarget t;
+    TESTING::LoopbackTarget t(threeOutputs());
     Find find(FindConfig{});
     ASSERT_TRUE(find.open());
     const struct {
@@ -85,10 +64,10 @@ TEST(FindOutputsTest, OneOutputAndTheNullKey) {
         bool found;
     } rows[] = {{1, true}, {2, false}, {3, false}, {4, false}};
     for (const auto& row : rows) {
-        IPAddress key = loopback();
+        IPAddress key = loopbackAddress();
         uint16_t version = 0;
         std::string name;
-        ASSERT_TRUE(find.getOutput(t.address, row.index, key, version, name));
+        ASSERT_TRUE(find.getOutput(t.address(), row.index, key, version, name));
         EXPECT_EQ(!key.isEmpty(), row.found) << row.index;
         if (row.found) {
             EXPECT_EQ(key, t.output(0));
@@ -99,7 +78,7 @@ TEST(FindOutputsTest, OneOutputAndTheNullKey) {
 
 TEST(FindOutputsTest, ASilentReceiverHasNoOutputs) {
     BRINA::Socket silent;
-    IPAddress address = loopback();
+    IPAddress address = loopbackAddress();
     ASSERT_TRUE(silent.open(BRINA::Socket::IPv6Datagram) && silent.bind(address));
     Find find(FindConfig{});
     ASSERT_TRUE(find.open());

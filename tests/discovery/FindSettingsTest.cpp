@@ -1,8 +1,11 @@
 // A Target's settings list and its texts, read and written through Find against a software Target on ::1.
 #include "discovery/Find.h"
-#include "tools/receiver/SoftwareTarget.h"
+#include "tests/support/LoopbackTarget.h"
 
 #include <gtest/gtest.h>
+
+#include <functional>
+#include <tuple>
 
 namespace {
 
@@ -11,45 +14,33 @@ using TESSERA::Find;
 using TESSERA::TargetSetting;
 using Strings = std::vector<std::string>;
 
-struct SettingsTarget {
-    TESSERA::SoftwareTarget target;
-    IPAddress address;
-    static TESSERA::TargetConfig config() {
-        TESSERA::TargetConfig c;
-        c.bindAddress.parse("::1");
-        c.discoveryPort = 0;
-        c.settings = {
-            {1, "Volume", 0, 100, 40, "", {}},
-            {2, "Trim", -12, 12, -3, "", {}},
-            {3, "Mute", 5, 9, 1, "", {}},
-            {3, "Dim", 0, 1, 0, "", {"off", "on"}},
-            {4, "Label", 0, 0, 0, "Studio", {}},
-            {5, "Mode", 1, 3, 2, "", {"A", "B", "C"}},
-            {6, "Filter", 0, 2, 1, "", {"sharp", "slow", "short"}},
-            {6, "Named", 0, 1, 0, "own text", {"x", "y"}},
-            {9, "Odd", 3, 4, 7, "", {}},
-        };
-        c.texts.second = "second text";
-        c.texts.items = {"one", "two"};
-        return c;
-    }
-    SettingsTarget() : target(config()) {
-        std::string error;
-        EXPECT_TRUE(target.start(error)) << error;
-        address.parse("::1");
-        address.setPort(target.discoveryPort());
-    }
-};
+TESSERA::TargetConfig withSettings() {
+    TESSERA::TargetConfig c;
+    c.settings = {
+        {1, "Volume", 0, 100, 40, "", {}},
+        {2, "Trim", -12, 12, -3, "", {}},
+        {3, "Mute", 5, 9, 1, "", {}},
+        {3, "Dim", 0, 1, 0, "", {"off", "on"}},
+        {4, "Label", 0, 0, 0, "Studio", {}},
+        {5, "Mode", 1, 3, 2, "", {"A", "B", "C"}},
+        {6, "Filter", 0, 2, 1, "", {"sharp", "slow", "short"}},
+        {6, "Named", 0, 1, 0, "own text", {"x", "y"}},
+        {9, "Odd", 3, 4, 7, "", {}},
+    };
+    c.texts.second = "second text";
+    c.texts.items = {"one", "two"};
+    return c;
+}
 
 struct Open : Find {
     Open() : Find(TESSERA::FindConfig{}) { EXPECT_TRUE(open()); }
 };
 
 TEST(FindSettingsTest, ReadsTheWholeList) {
-    SettingsTarget t;
+    TESTING::LoopbackTarget t(withSettings());
     Open find;
     std::list<TargetSetting> list{TargetSetting{}};
-    ASSERT_TRUE(find.getSettings(t.address, list, false));
+    ASSERT_TRUE(find.getSettings(t.address(), list, false));
     const struct {
         const char* name;
         uint32_t kind;
@@ -71,19 +62,14 @@ TEST(FindSettingsTest, ReadsTheWholeList) {
     auto it = list.begin();
     for (const auto& row : rows) {
         const TargetSetting& s = *it++;
-        EXPECT_EQ(s.name, row.name);
-        EXPECT_EQ(s.kind, row.kind) << row.name;
-        EXPECT_EQ(s.lowest, row.lowest) << row.name;
-        EXPECT_EQ(s.highest, row.highest) << row.name;
-        EXPECT_EQ(s.value, row.value) << row.name;
-        EXPECT_EQ(s.current, row.current) << row.name;
-        EXPECT_EQ(s.text, row.text) << row.name;
-        EXPECT_EQ(s.choices, row.choices) << row.name;
+        EXPECT_EQ(std::tie(s.name, s.kind, s.lowest, s.highest, s.value, s.current, s.text, s.choices),
+                  std::make_tuple(std::string(row.name), row.kind, row.lowest, row.highest, row.value,
+                                  row.current, std::string(row.text), row.choices));
     }
 }
 
 TEST(FindSettingsTest, WritesSettingsAndActsOnAll) {
-    SettingsTarget t;
+    TESTING::LoopbackTarget t(withSettings());
     Open find;
     const struct {
         uint16_t number;
@@ -96,53 +82,53 @@ TEST(FindSettingsTest, WritesSettingsAndActsOnAll) {
         {2, "", 13, false, -5}, {6, "", 3, true, 3},     {99, "", 1, false, 0},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(find.setSetting(t.address, row.number, row.text, row.value), row.accepted) << row.number;
+        EXPECT_EQ(find.setSetting(t.address(), row.number, row.text, row.value), row.accepted) << row.number;
         if (row.number > 9) continue;
-        EXPECT_EQ(t.target.settings().setting(row.number - 1).value, row.after) << row.number;
+        EXPECT_EQ(t.target().settings().setting(row.number - 1).value, row.after) << row.number;
     }
-    ASSERT_TRUE(find.setSetting(t.address, 5, std::string("Booth")));
-    EXPECT_EQ(t.target.settings().setting(4).text, "Booth");
+    ASSERT_TRUE(find.setSetting(t.address(), 5, std::string("Booth")));
+    EXPECT_EQ(t.target().settings().setting(4).text, "Booth");
 
     // The second way of reading gives the kept values here; true keeps what stands, false goes back.
     const auto volume = [&](bool second) {
         std::list<TargetSetting> list;
-        EXPECT_TRUE(find.getSettings(t.address, list, second));
+        EXPECT_TRUE(find.getSettings(t.address(), list, second));
         return list.empty() ? -1 : list.front().value;
     };
     EXPECT_EQ(volume(false), 80);
     EXPECT_EQ(volume(true), 40);
-    ASSERT_TRUE(find.commitSettings(t.address, true));
+    ASSERT_TRUE(find.commitSettings(t.address(), true));
     EXPECT_EQ(volume(true), 80);
-    ASSERT_TRUE(find.setSetting(t.address, 1, uint16_t{10}));
-    ASSERT_TRUE(find.commitSettings(t.address, false));
+    ASSERT_TRUE(find.setSetting(t.address(), 1, uint16_t{10}));
+    ASSERT_TRUE(find.commitSettings(t.address(), false));
     EXPECT_EQ(volume(false), 80);
 }
 
 TEST(FindSettingsTest, TextsSelectionAndPing) {
-    SettingsTarget t;
+    TESTING::LoopbackTarget t(withSettings());
     BRINA::Socket silent;
     IPAddress quiet;
     quiet.parse("::1");
     ASSERT_TRUE(silent.open(BRINA::Socket::IPv6Datagram) && silent.bind(quiet));
     Open find;
     std::string text = "old";
-    ASSERT_TRUE(find.requestText(t.address, text));
-    EXPECT_EQ(text, "Tessera software Target");
-    ASSERT_TRUE(find.requestTextB(t.address, text));
-    EXPECT_EQ(text, "second text");
     const struct {
-        uint16_t number;
+        std::function<bool(std::string&)> ask;
         const char* text;
-    } items[] = {{1, "one"}, {2, "two"}, {3, ""}};
-    for (const auto& row : items) {
-        ASSERT_TRUE(find.requestItemText(t.address, row.number, text));
-        EXPECT_EQ(text, row.text);
-    }
-    EXPECT_TRUE(find.selectItem(t.address, true, 5));
-    EXPECT_EQ(t.target.settings().selected(), 5);
-    EXPECT_TRUE(find.selectItem(t.address, false, 5));
-    EXPECT_EQ(t.target.settings().selected(), 0);
-    EXPECT_TRUE(find.pingTarget(t.address));
+    } texts[] = {
+        {[&](std::string& x) { return find.requestText(t.address(), x); }, "Tessera software Target"},
+        {[&](std::string& x) { return find.requestTextB(t.address(), x); }, "second text"},
+        {[&](std::string& x) { return find.requestItemText(t.address(), 1, x); }, "one"},
+        {[&](std::string& x) { return find.requestItemText(t.address(), 2, x); }, "two"},
+        {[&](std::string& x) { return find.requestItemText(t.address(), 3, x); }, ""},
+    };
+    for (const auto& row : texts)
+        EXPECT_TRUE(row.ask(text) && text == row.text) << row.text;
+    EXPECT_TRUE(find.selectItem(t.address(), true, 5));
+    EXPECT_EQ(t.target().settings().selected(), 5);
+    EXPECT_TRUE(find.selectItem(t.address(), false, 5));
+    EXPECT_EQ(t.target().settings().selected(), 0);
+    EXPECT_TRUE(find.pingTarget(t.address()));
 
     // A silent Target: every request false, and the text left empty.
     EXPECT_FALSE(find.pingTarget(quiet));

@@ -1,7 +1,7 @@
 // The watch's table, fed by a software Target on ::1 whose Outputs change between calls.
 #include "discovery/Find.h"
 #include "tests/support/LogCapture.h"
-#include "tools/receiver/SoftwareTarget.h"
+#include "tests/support/LoopbackTarget.h"
 
 #include <gtest/gtest.h>
 
@@ -12,48 +12,30 @@ namespace {
 using BRINA::IPAddress;
 using TESSERA::Find;
 
-// A Target on ::1 that can come back on the same discovery port with other Outputs.
-struct ChangingTarget {
-    std::unique_ptr<TESSERA::SoftwareTarget> target;
-    IPAddress address;
-
-    void start(std::vector<uint16_t> versions) {
-        if (target) target->stop();
-        TESSERA::TargetConfig c;
-        c.name = "Lab";
-        c.bindAddress.parse("::1");
-        c.discoveryPort = address.port();
-        c.outputs.resize(versions.size());
-        for (size_t i = 0; i < versions.size(); ++i)
-            c.outputs[i].protocolVersion = versions[i];
-        target = std::make_unique<TESSERA::SoftwareTarget>(c);
-        std::string error;
-        ASSERT_TRUE(target->start(error)) << error;
-        address = c.bindAddress;
-        address.setPort(target->discoveryPort());
-    }
-    IPAddress key(size_t output) const {
-        IPAddress k = address;
-        k.setPort(target->controlPort(output));
-        return k;
-    }
-};
+// The receiver "Lab" with one Output of each version given.
+TESSERA::TargetConfig lab(std::vector<uint16_t> versions) {
+    TESSERA::TargetConfig c;
+    c.name = "Lab";
+    c.outputs.resize(versions.size());
+    for (size_t i = 0; i < versions.size(); ++i)
+        c.outputs[i].protocolVersion = versions[i];
+    return c;
+}
 
 TEST(FindTableTest, MergesOneReceiverAndHandsOverTheChanges) {
-    ChangingTarget t;
-    t.start({1, 1, 1});
+    TESTING::LoopbackTarget t(lab({1, 1, 1}));
     TESSERA::FindConfig config;
     config.maxVersion = 0;
     Find find(config);
     ASSERT_TRUE(find.open());
     TESTING::LogCapture log(6);
-    ASSERT_TRUE(find.addTarget(t.address, 42, "Lab"));
+    ASSERT_TRUE(find.addTarget(t.address(), 42, "Lab"));
     EXPECT_EQ(find.targetCount(), 3u);
-    const IPAddress second = t.key(1);
+    const IPAddress second = t.output(1);
     // The table goes in key order, which the system's choice of ports decides.
     std::map<IPAddress, std::string> byKey;
     for (size_t i = 0; i < 3; ++i)
-        byKey[t.key(i)] = "Lab " + std::to_string(i + 1);
+        byKey[t.output(i)] = "Lab " + std::to_string(i + 1);
     std::vector<std::string> addLines, delLines;
     std::list<IPAddress> oldKeys;
     for (const auto& [key, name] : byKey) {
@@ -61,7 +43,7 @@ TEST(FindTableTest, MergesOneReceiverAndHandsOverTheChanges) {
         delLines.push_back("del Target: " + name);
         oldKeys.push_back(key);
     }
-    ASSERT_TRUE(find.addTarget(t.address, 42, "Renamed")); // nothing changed: nothing moves
+    ASSERT_TRUE(find.addTarget(t.address(), 42, "Renamed")); // nothing changed: nothing moves
     EXPECT_EQ(log.messages(), addLines);
 
     TESSERA::TargetTable added;
@@ -70,16 +52,16 @@ TEST(FindTableTest, MergesOneReceiverAndHandsOverTheChanges) {
     EXPECT_EQ(added[second].outputIndex, 2);
     EXPECT_EQ(added[second].productId, 42u);
     EXPECT_EQ(added[second].targetName, "Lab");
-    EXPECT_EQ(added[second].parentAddress, t.address);
+    EXPECT_EQ(added[second].parentAddress, t.address());
     find.takeAdded(added);
     EXPECT_TRUE(added.empty());
 
     // Now one Output of version 2: each call removes one stale entry; the new Output comes at once.
-    t.start({2});
+    t.restart(lab({2}));
     log.clear();
     const size_t counts[] = {3, 2, 1, 1};
     for (size_t expected : counts) {
-        ASSERT_TRUE(find.addTarget(t.address, 42, "Lab"));
+        ASSERT_TRUE(find.addTarget(t.address(), 42, "Lab"));
         EXPECT_EQ(find.targetCount(), expected);
     }
     EXPECT_EQ(log.messages(),
@@ -91,8 +73,8 @@ TEST(FindTableTest, MergesOneReceiverAndHandsOverTheChanges) {
     EXPECT_TRUE(removed.empty());
 
     // Added and gone again before the user looked: nothing to take, though the key stands on both lists.
-    const IPAddress now = t.key(0);
-    find.remTarget(t.address);
+    const IPAddress now = t.output(0);
+    find.remTarget(t.address());
     EXPECT_EQ(find.targetCount(), 0u);
     find.takeAdded(added);
     EXPECT_TRUE(added.empty());
@@ -101,7 +83,7 @@ TEST(FindTableTest, MergesOneReceiverAndHandsOverTheChanges) {
     EXPECT_EQ(log.messages().back(), "rem Target: Lab 1");
 
     // eraseTarget leaves no trace on the removed list.
-    ASSERT_TRUE(find.addTarget(t.address, 42, "Lab"));
+    ASSERT_TRUE(find.addTarget(t.address(), 42, "Lab"));
     find.eraseTarget(now);
     EXPECT_EQ(find.targetCount(), 0u);
     find.takeRemoved(removed);
@@ -109,8 +91,7 @@ TEST(FindTableTest, MergesOneReceiverAndHandsOverTheChanges) {
 }
 
 TEST(FindTableTest, ProbeAsksOneReceiverAndFilters) {
-    ChangingTarget t;
-    t.start({1});
+    TESTING::LoopbackTarget t(lab({1}));
     BRINA::Socket silent;
     IPAddress quiet;
     quiet.parse("::1");
@@ -132,15 +113,15 @@ TEST(FindTableTest, ProbeAsksOneReceiverAndFilters) {
         ASSERT_TRUE(find.open());
         uint64_t id = 0;
         std::string name = "before";
-        EXPECT_TRUE(find.probeTarget(row.silent ? quiet : t.address, id, name));
+        EXPECT_TRUE(find.probeTarget(row.silent ? quiet : t.address(), id, name));
         EXPECT_EQ(id, row.id);
         EXPECT_EQ(name, row.name);
     }
-    EXPECT_EQ(t.target->status().hostName, "Probe");
+    EXPECT_EQ(t.target().status().hostName, "Probe");
     Find closed(TESSERA::FindConfig{});
     uint64_t id = 0;
     std::string name;
-    EXPECT_FALSE(closed.probeTarget(t.address, id, name));
+    EXPECT_FALSE(closed.probeTarget(t.address(), id, name));
 }
 
 } // namespace

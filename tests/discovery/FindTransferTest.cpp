@@ -1,7 +1,7 @@
 // Transfers into the slots of a software Target on ::1 that loses, delays, refuses and misnames on request.
 #include "discovery/Find.h"
 #include "tests/support/LogCapture.h"
-#include "tools/receiver/SoftwareTarget.h"
+#include "tests/support/LoopbackTarget.h"
 #include "transport/wire/Crc16.h"
 #include "transport/wire/PacketHeader.h"
 
@@ -24,22 +24,14 @@ Bytes randomBytes(size_t length) {
     return data;
 }
 
-struct SlotTarget {
-    TESSERA::SoftwareTarget target;
-    IPAddress address;
-    static TESSERA::TargetConfig config(const TargetTransferConfig& transfer) {
+// A Target on ::1 whose slots take transfers as config says.
+struct SlotTarget : TESTING::LoopbackTarget {
+    static TESSERA::TargetConfig with(const TargetTransferConfig& transfer) {
         TESSERA::TargetConfig c;
-        c.bindAddress.parse("::1");
-        c.discoveryPort = 0;
         c.transfer = transfer;
         return c;
     }
-    explicit SlotTarget(const TargetTransferConfig& transfer) : target(config(transfer)) {
-        std::string error;
-        EXPECT_TRUE(target.start(error)) << error;
-        address.parse("::1");
-        address.setPort(target.discoveryPort());
-    }
+    explicit SlotTarget(const TargetTransferConfig& transfer) : LoopbackTarget(with(transfer)) {}
 };
 
 TargetTransferConfig shaped(uint16_t windowLimit, uint16_t packetSize, uint16_t blockLength,
@@ -94,11 +86,11 @@ TEST(FindTransferTest, OutcomesAndTheirLines) {
         ASSERT_TRUE(find.open());
         const Bytes data = randomBytes(row.length);
         TESTING::LogCapture log(6);
-        EXPECT_EQ(find.Transfer(t.address, row.slot, BRINA::BufferCS_const(data), row.limit), row.ok)
+        EXPECT_EQ(find.Transfer(t.address(), row.slot, BRINA::BufferCS_const(data), row.limit), row.ok)
             << row.what;
-        EXPECT_EQ(t.target.transfers().arrivals().size(), row.arrivals) << row.what;
+        EXPECT_EQ(t.target().transfers().arrivals().size(), row.arrivals) << row.what;
         EXPECT_TRUE(row.line == nullptr || log.contains(row.line)) << row.what;
-        EXPECT_TRUE(!row.ok || t.target.transfers().slot(row.slot) == data) << row.what;
+        EXPECT_TRUE(!row.ok || t.target().transfers().slot(row.slot) == data) << row.what;
     }
 }
 
@@ -140,10 +132,10 @@ TEST(FindTransferTest, TheWindowShrinksAfterASilence) {
         const Bytes data = randomBytes(4000);
         std::vector<std::pair<uint16_t, uint16_t>> progress;
         EXPECT_TRUE(
-            find.Transfer(t.address, 0, BRINA::BufferCS_const(data), row.limit,
+            find.Transfer(t.address(), 0, BRINA::BufferCS_const(data), row.limit,
                           [&](uint16_t block, uint16_t count) { progress.emplace_back(block, count); }))
             << row.what;
-        EXPECT_EQ(windowsOf(t.target.transfers().arrivals()), row.seen) << row.what;
+        EXPECT_EQ(windowsOf(t.target().transfers().arrivals()), row.seen) << row.what;
         EXPECT_EQ(progress.front(), std::make_pair(uint16_t{0}, uint16_t{4})) << row.what;
     }
 }
@@ -153,8 +145,8 @@ TEST(FindTransferTest, ResentPacketsRepeatTheFirstOnes) {
     Find find(TESSERA::FindConfig{});
     ASSERT_TRUE(find.open());
     const Bytes data = randomBytes(777);
-    ASSERT_TRUE(find.Transfer(t.address, 0, BRINA::BufferCS_const(data), 0));
-    const std::vector<Bytes> arrivals = t.target.transfers().arrivals();
+    ASSERT_TRUE(find.Transfer(t.address(), 0, BRINA::BufferCS_const(data), 0));
+    const std::vector<Bytes> arrivals = t.target().transfers().arrivals();
     // Eight packets, then 2 to 7 again: the same header and payload, at most 8 zero bytes more.
     ASSERT_EQ(arrivals.size(), 14u);
     for (size_t again = 8; again < arrivals.size(); ++again) {
@@ -169,9 +161,9 @@ TEST(FindTransferTest, ResentPacketsRepeatTheFirstOnes) {
     // The one byte case: a single packet, the last of its window, 24 bytes with sizeField 0x1F.
     const Bytes one{0x5A};
     SlotTarget single(shaped(0xFFFF, 1000, 8, 4));
-    ASSERT_TRUE(find.Transfer(single.address, 1, BRINA::BufferCS_const(one), 0));
-    ASSERT_EQ(single.target.transfers().arrivals().size(), 1u);
-    const Bytes packet = single.target.transfers().arrivals()[0];
+    ASSERT_TRUE(find.Transfer(single.address(), 1, BRINA::BufferCS_const(one), 0));
+    ASSERT_EQ(single.target().transfers().arrivals().size(), 1u);
+    const Bytes packet = single.target().transfers().arrivals()[0];
     EXPECT_EQ(packet.size(), 24u);
     EXPECT_EQ(TESSERA::PacketHeader(packet.data()).sizeField(), 0x1F);
     EXPECT_EQ(TESSERA::PacketHeader(packet.data()).word8(), 0x8002);
@@ -182,7 +174,7 @@ TEST(FindTransferTest, QueryTellsWhatASlotHolds) {
     Find find(TESSERA::FindConfig{});
     ASSERT_TRUE(find.open());
     const Bytes data = randomBytes(5000);
-    ASSERT_TRUE(find.Transfer(t.address, 1, BRINA::BufferCS_const(data), 0));
+    ASSERT_TRUE(find.Transfer(t.address(), 1, BRINA::BufferCS_const(data), 0));
     const uint16_t right = TESSERA::crc16Usb(BRINA::BufferCS_const(data));
     const struct {
         int slot;
@@ -195,7 +187,7 @@ TEST(FindTransferTest, QueryTellsWhatASlotHolds) {
                 {5, right, false, 9}};
     for (const auto& row : rows) {
         uint16_t crc = row.crc, value = 9;
-        EXPECT_EQ(find.transferQuery(t.address, row.slot, crc, value), row.ok) << row.slot;
+        EXPECT_EQ(find.transferQuery(t.address(), row.slot, crc, value), row.ok) << row.slot;
         EXPECT_EQ(value, row.value) << row.slot;
     }
 }

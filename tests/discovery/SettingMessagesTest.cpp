@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace {
 
 using namespace TESSERA;
@@ -48,34 +50,24 @@ TEST(SettingMessagesTest, RequestsAreByteExact) {
 }
 
 TEST(SettingMessagesTest, EachSideReadsTheOther) {
-    TW::SettingRequest request;
-    ASSERT_TRUE(TW::readSettingRequest(SM::settingRequest(5, SM::kWrite, 9, "Booth").datagram(), request));
-    EXPECT_EQ(request.number, 5);
-    EXPECT_EQ(request.operation, SM::kWrite);
-    EXPECT_EQ(request.value, 9);
-    EXPECT_EQ(request.text, "Booth");
+    TW::SettingRequest r;
+    ASSERT_TRUE(TW::readSettingRequest(SM::settingRequest(5, SM::kWrite, 9, "Booth").datagram(), r));
+    EXPECT_EQ(std::tie(r.number, r.operation, r.value, r.text),
+              std::make_tuple(5, SM::kWrite, 9, std::string("Booth")));
     uint16_t number = 0;
-    ASSERT_TRUE(TW::readTextRequest(SM::itemTextRequest(4).datagram(), TW::TEXT_C_REQ, number));
-    EXPECT_EQ(number, 4);
+    EXPECT_TRUE(TW::readTextRequest(SM::itemTextRequest(4).datagram(), TW::TEXT_C_REQ, number) &&
+                number == 4);
     EXPECT_FALSE(TW::readTextRequest(SM::itemTextRequest(4).datagram(), TW::TEXT_A_REQ, number));
 
-    SM::SettingListAnswer entry;
-    ASSERT_TRUE(SM::readSettingListAnswer(TW::settingListAnswer(2, 2, 0xFFF4, 12, "Trim").datagram(), entry));
-    EXPECT_EQ(entry.number, 2);
-    EXPECT_EQ(entry.type, 2);
-    EXPECT_EQ(entry.lowest, 0xFFF4);
-    EXPECT_EQ(entry.highest, 12);
-    EXPECT_EQ(entry.name, "Trim");
-    SM::SettingAnswer reading;
-    const Packet refused = TW::settingAnswer(1, 101, 0, "", false);
-    ASSERT_TRUE(SM::readSettingAnswer(TW::settingAnswer(3, 7, 2, "slow", true).datagram(), reading));
-    EXPECT_EQ(reading.number, 3);
-    EXPECT_EQ(reading.value, 7);
-    EXPECT_EQ(reading.current, 2);
-    EXPECT_EQ(reading.text, "slow");
-    EXPECT_EQ(PacketHeader(refused.data()).flags(), 0);
-    ASSERT_TRUE(SM::readSelectAnswer(TW::selectAnswer(7).datagram(), number));
-    EXPECT_EQ(number, 7);
+    SM::SettingListAnswer e;
+    ASSERT_TRUE(SM::readSettingListAnswer(TW::settingListAnswer(2, 2, 0xFFF4, 12, "Trim").datagram(), e));
+    EXPECT_EQ(std::tie(e.number, e.type, e.lowest, e.highest, e.name),
+              std::make_tuple(2, 2, 0xFFF4, 12, std::string("Trim")));
+    SM::SettingAnswer a;
+    ASSERT_TRUE(SM::readSettingAnswer(TW::settingAnswer(3, 7, 2, "slow", true).datagram(), a));
+    EXPECT_EQ(std::tie(a.number, a.value, a.current, a.text), std::make_tuple(3, 7, 2, std::string("slow")));
+    EXPECT_EQ(PacketHeader(TW::settingAnswer(1, 101, 0, "", false).data()).flags(), 0);
+    EXPECT_TRUE(SM::readSelectAnswer(TW::selectAnswer(7).datagram(), number) && number == 7);
     EXPECT_FALSE(SM::readSelectAnswer(TW::settingCountAnswer(7).datagram(), number));
 }
 

@@ -7,6 +7,7 @@
 
 #include <random>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -50,40 +51,24 @@ TEST(TransferMessagesTest, EachSideReadsTheOther) {
     ASSERT_TRUE(data.setPayloadSize(3));
     TM::setDataHeader(data.header(), 4, false, 9, 1, 2);
     data.writeHeader();
-    TW::TransferData read;
-    ASSERT_TRUE(TW::readTransferData(data.datagram(), read));
-    EXPECT_EQ(read.slotMark, 5);
-    EXPECT_FALSE(read.lastOfWindow);
-    EXPECT_EQ(read.sequence, 9);
-    EXPECT_EQ(read.inBlock, 1);
-    EXPECT_EQ(read.block, 2);
-    EXPECT_EQ(read.bytes.size, 3u);
-
-    TM::TransferAnswer answer;
-    ASSERT_TRUE(TM::readTransferAnswer(TW::transferAnswer(2, 999, 7, 15).datagram(), answer));
-    EXPECT_EQ(answer.word8, 2);
-    EXPECT_EQ(answer.word10, 999);
-    EXPECT_EQ(answer.word12, 7);
-    EXPECT_EQ(answer.word14, 15);
-    const struct { bool content; } acks[] = {{true}, {false}};
-    for (const auto& row : acks) {
-        bool accepted = !row.content;
-        uint16_t mark = 0, sequence = 0;
+    TW::TransferData d;
+    ASSERT_TRUE(TW::readTransferData(data.datagram(), d));
+    EXPECT_EQ(std::tie(d.slotMark, d.lastOfWindow, d.sequence, d.inBlock, d.block, d.bytes.size),
+              std::make_tuple(5, false, 9, 1, 2, 3u));
+    TM::TransferAnswer a;
+    ASSERT_TRUE(TM::readTransferAnswer(TW::transferAnswer(2, 999, 7, 15).datagram(), a));
+    EXPECT_EQ(std::tie(a.word8, a.word10, a.word12, a.word14), std::make_tuple(2, 999, 7, 15));
+    bool accepted = false;
+    uint16_t mark = 0, sequence = 0, crc = 0, value = 0;
+    for (bool content : {true, false}) {
         ASSERT_TRUE(
-            TM::readTransferAck(TW::transferAck(3, 77, row.content).datagram(), accepted, mark, sequence));
-        EXPECT_EQ(accepted, row.content);
-        EXPECT_EQ(mark, 3);
-        EXPECT_EQ(sequence, 77);
+            TM::readTransferAck(TW::transferAck(3, 77, content).datagram(), accepted, mark, sequence));
+        EXPECT_EQ(std::tie(accepted, mark, sequence), std::make_tuple(content, 3, 77));
     }
-    uint16_t mark = 0, crc = 0, value = 0;
     ASSERT_TRUE(TM::readEndAnswer(TW::transferEndAnswer(1, 0x1234, 0xFFFF).datagram(), mark, crc, value));
-    EXPECT_EQ(mark, 1);
-    EXPECT_EQ(crc, 0x1234);
-    EXPECT_EQ(value, 0xFFFF);
+    EXPECT_EQ(std::tie(mark, crc, value), std::make_tuple(1, 0x1234, 0xFFFF));
     ASSERT_TRUE(TW::readTransferEnd(TM::endRequest(1, 0x4321, 5).datagram(), mark, crc, value));
-    EXPECT_EQ(mark, 2);
-    EXPECT_EQ(crc, 0x4321);
-    EXPECT_EQ(value, 5);
+    EXPECT_EQ(std::tie(mark, crc, value), std::make_tuple(2, 0x4321, 5));
 }
 
 TEST(TransferMessagesTest, CrcCheckValuesAndBothImplementationsAgree) {
