@@ -19,7 +19,7 @@ using TESSERA::SendResult;
 using Bytes = std::vector<uint8_t>;
 namespace DM = TESSERA::DiscoveryMessages;
 
-using TESTING::loopbackAddress;
+using TESTING::localLoopback;
 
 Bytes bytesOf(const Packet& p) {
     return Bytes(p.data(), p.data() + p.size());
@@ -43,7 +43,7 @@ struct ScriptedTarget {
 
     ScriptedTarget() {
         for (Socket* s : {&asked, &stranger}) {
-            IPAddress local = loopbackAddress();
+            IPAddress local = localLoopback();
             EXPECT_TRUE(s->open(Socket::IPv6Datagram) && s->bind(local));
             if (s == &asked) address = local;
         }
@@ -130,7 +130,7 @@ TEST(FindExchangeTest, AFloodDoesNotStretchTheLimit) {
 TEST(FindExchangeTest, AClosedSocketIsAnError) {
     Find find(TESSERA::FindConfig{});
     Bytes got;
-    EXPECT_EQ(find.sendAck(loopbackAddress(), DM::infoRequest(), TESSERA::INFO_ANS, got), SendResult::error);
+    EXPECT_EQ(find.sendAck(localLoopback(), DM::infoRequest(), TESSERA::INFO_ANS, got), SendResult::error);
 }
 
 } // namespace

@@ -11,7 +11,7 @@ using BRINA::IPAddress;
 using TESSERA::Find;
 using TESSERA::FindConfig;
 
-using TESTING::loopbackAddress;
+using TESTING::localLoopback;
 
 // Three Outputs: a plain one, one reported with port 0, and one of protocol version 2.
 TESSERA::TargetConfig threeOutputs() {
@@ -64,7 +64,7 @@ TEST(FindOutputsTest, OneOutputAndTheNullKey) {
         bool found;
     } rows[] = {{1, true}, {2, false}, {3, false}, {4, false}};
     for (const auto& row : rows) {
-        IPAddress key = loopbackAddress();
+        IPAddress key = localLoopback();
         uint16_t version = 0;
         std::string name;
         ASSERT_TRUE(find.getOutput(t.address(), row.index, key, version, name));
@@ -78,7 +78,7 @@ TEST(FindOutputsTest, OneOutputAndTheNullKey) {
 
 TEST(FindOutputsTest, ASilentReceiverHasNoOutputs) {
     BRINA::Socket silent;
-    IPAddress address = loopbackAddress();
+    IPAddress address = localLoopback();
     ASSERT_TRUE(silent.open(BRINA::Socket::IPv6Datagram) && silent.bind(address));
     Find find(FindConfig{});
     ASSERT_TRUE(find.open());

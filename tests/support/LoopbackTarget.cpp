@@ -4,7 +4,7 @@
 
 namespace TESTING {
 
-BRINA::IPAddress loopbackAddress() {
+BRINA::IPAddress localLoopback() {
     BRINA::IPAddress a;
     a.parse("::1");
     return a;
@@ -17,12 +17,12 @@ LoopbackTarget::LoopbackTarget(TESSERA::TargetConfig config, uint16_t discoveryP
 
 void LoopbackTarget::restart(TESSERA::TargetConfig config) {
     if (software) software->stop();
-    config.bindAddress = loopbackAddress();
+    config.bindAddress = localLoopback();
     config.discoveryPort = discovery.port();
     software = std::make_unique<TESSERA::SoftwareTarget>(std::move(config));
     std::string error;
     running = software->start(error);
-    discovery = loopbackAddress();
+    discovery = localLoopback();
     discovery.setPort(software->discoveryPort());
 }
 

@@ -28,6 +28,6 @@ private:
 };
 
 // The address ::1 with port and scope 0.
-BRINA::IPAddress loopbackAddress();
+BRINA::IPAddress localLoopback();
 
 } // namespace TESTING
