@@ -37,8 +37,9 @@ IPAddress allNodes(uint32_t scope) {
 }
 
 void trace(const IPAddress& from, const std::vector<uint8_t>& datagram) {
+    if (datagram.size() > kTracedLength) return;
     BRINA::LogStream line(7);
-    if (!line.active() || datagram.size() > kTracedLength) return;
+    if (!line.active()) return;
     std::string hex;
     char digits[3];
     for (uint8_t b : datagram) {

@@ -21,6 +21,7 @@ bool before(uint16_t a, uint16_t b) {
 
 } // namespace
 
+// Any source will do for the length of the padding behind a resent packet: MT19937 from the random device.
 TransferRun::TransferRun(BRINA::Socket& s, const BRINA::IPAddress& to, const Shape& sh)
     : socket(s), target(to), shape(sh), random(std::random_device{}()) {}
 
