@@ -3,9 +3,11 @@
 #include "discovery/Find.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PrivateLink.h"
+#include "transport/wire/SyncCommands.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <thread>
@@ -113,6 +115,66 @@ TEST_F(FindWatchTest, WithoutItsSocketTheWatchEndsAfterTheFirstSearch) {
     find->startWatch();
     ASSERT_TRUE(eventually([&] { return !find->isWatching(); }, 10));
     EXPECT_EQ(find->targetCount(), 4u);
+}
+
+// A receiver of the test's own on the Host's side: it sends NOTIFY when told and answers the questions that
+// follow one, counting the HOST_REQ (one per query afresh) and the OUTPUT_REQ for the count (one per merge).
+struct NotifyingReceiver {
+    BRINA::Socket socket;
+    std::atomic<int> greetings{0}, merges{0};
+    std::atomic<bool> running{true};
+    std::thread thread;
+    explicit NotifyingReceiver() {
+        IPAddress any;
+        EXPECT_TRUE(socket.open(BRINA::Socket::IPv6Datagram) && socket.bind(any));
+        thread = std::thread([this] {
+            for (int turns = 0; running && turns < 400; ++turns) { // 40 s at most
+                if (socket.wait(100'000) != BRINA::Socket::WaitReadable) continue;
+                std::vector<uint8_t> request;
+                IPAddress host;
+                socket.receive(request, host);
+                const TESSERA::PacketHeader h(request.data());
+                TESSERA::Packet answer(h.command() + 1, uint16_t{1}, 0, h.word8() == 1 ? 40000 : 0, 1);
+                if (h.command() == TESSERA::FIND_REQ)
+                    answer = TESSERA::Packet(TESSERA::FIND_ANS, uint64_t{0});
+                greetings += h.command() == TESSERA::HOST_REQ;
+                merges += h.command() == TESSERA::OUTPUT_REQ && h.word8() == 0;
+                answer.header().setFlags(TESSERA::PacketFlag::HasContent);
+                socket.sendTo(host, answer.data(), answer.size(), true);
+            }
+        });
+    }
+    ~NotifyingReceiver() {
+        running = false;
+        thread.join();
+    }
+    void notify(uint16_t counter, uint32_t scope) {
+        const uint8_t group[16] = {0xFF, 0x02, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+        const TESSERA::Packet p(TESSERA::NOTIFY, counter, 0, 0, 0);
+        socket.sendTo(IPAddress(group, TESSERA::kNotifyPort, scope), p.data(), p.size(), true);
+    }
+};
+
+TEST_F(FindWatchTest, ANewCounterMergesAndZeroQueriesAfresh) {
+    find->watchTimes.stage = 20'000'000; // no period ends while the test runs
+    ASSERT_TRUE(find->openWatch());
+    find->startWatch();
+    ASSERT_TRUE(eventually([&] { return find->targetCount() == 4; }, 10));
+    NotifyingReceiver own;
+    const uint32_t scope = link->linkScope(0);
+    const struct {
+        uint16_t counter;
+        int greetings, merges;
+    } rows[] = {{5, 1, 1}, {5, 1, 1}, {5, 1, 1}, {6, 1, 2}, {0, 2, 3}, {0, 2, 3}};
+    for (const auto& row : rows) {
+        own.notify(row.counter, scope);
+        EXPECT_TRUE(eventually([&] { return own.greetings == row.greetings && own.merges == row.merges; }, 3))
+            << row.counter << ": " << own.greetings << " " << own.merges;
+        std::this_thread::sleep_for(std::chrono::milliseconds(300)); // nothing more comes of it
+        EXPECT_EQ(std::make_pair(own.greetings.load(), own.merges.load()),
+                  std::make_pair(row.greetings, row.merges));
+    }
+    EXPECT_EQ(find->targetCount(), 5u);
 }
 
 } // namespace
