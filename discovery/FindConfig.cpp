@@ -10,4 +10,15 @@ uint64_t makeProductId(const std::string& text) {
     return id;
 }
 
+void setProducts(FindConfig& config, uint64_t productId, uint64_t findId) {
+    if (findId == 0) {
+        config.targetProduct = 0;
+    } else if (productId != 0) {
+        config.targetProduct = productId;
+        if (findId != productId) config.extraProducts.push_back(findId);
+    } else {
+        config.targetProduct = findId;
+    }
+}
+
 } // namespace TESSERA

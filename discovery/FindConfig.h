@@ -22,6 +22,10 @@ struct FindConfig {
 // text, or one whose id would be all ones, gives kNoProduct.
 uint64_t makeProductId(const std::string& text);
 
+// The filter of a driver whose two product words are productId and findId: findId 0 accepts every Target;
+// otherwise productId when it isn't 0, with findId accepted beside it, or else findId alone.
+void setProducts(FindConfig& config, uint64_t productId, uint64_t findId);
+
 // The system's own product word, from which the driver makes both of its product ids.
 constexpr char kProductText[] = "QUINTARA";
 

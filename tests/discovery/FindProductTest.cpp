@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace {
 
 using TESSERA::kNoProduct;
@@ -23,6 +25,22 @@ TEST(FindProductTest, ProductIdOfText) {
     for (const auto& row : rows)
         EXPECT_EQ(TESSERA::makeProductId(row.text), row.id) << row.text;
     EXPECT_EQ(TESSERA::makeProductId(TESSERA::kProductText), kQuintara);
+}
+
+TEST(FindProductTest, TheDriversTwoWordsMakeTheFilter) {
+    const struct {
+        uint64_t productId, findId, targetProduct;
+        std::vector<uint64_t> extra;
+    } rows[] = {{kQuintara, kQuintara, kQuintara, {}},
+                {kQuintara, kOther, kQuintara, {kOther}},
+                {0, kOther, kOther, {}},
+                {kQuintara, 0, 0, {}}};
+    for (const auto& row : rows) {
+        TESSERA::FindConfig config;
+        TESSERA::setProducts(config, row.productId, row.findId);
+        EXPECT_EQ(std::tie(config.targetProduct, config.extraProducts),
+                  std::tie(row.targetProduct, row.extra));
+    }
 }
 
 TEST(FindProductTest, FilterAcceptsItsProductsAndLogsWhy) {

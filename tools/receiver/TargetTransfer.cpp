@@ -53,7 +53,10 @@ void TargetTransfer::takeData(const TargetWire::TransferData& data, BRINA::Buffe
     }
     Receiving& slot = receiving[data.slotMark - 1];
     if (!slot.active) return;
-    if (data.sequence == slot.next) {
+    // Bytes that would lie outside the slot are not taken, so the slot never grows beyond its shape.
+    const bool fits =
+        data.block < cfg.blockCount && data.inBlock < cfg.blockLength && data.bytes.size <= cfg.packetSize;
+    if (fits && data.sequence == slot.next) {
         const size_t offset =
             (static_cast<size_t>(data.block) * cfg.blockLength + data.inBlock) * cfg.packetSize;
         if (slot.bytes.size() < offset + data.bytes.size) slot.bytes.resize(offset + data.bytes.size);
