@@ -87,22 +87,21 @@ TEST(DiscoveryMessagesTest, EachSideReadsTheOther) {
 }
 
 TEST(DiscoveryMessagesTest, ReadersRefuseOtherCommandsAndBrokenDatagrams) {
-    const Bytes shortOne{0x64, 0, 0x10, 0, 0x01, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0};
-    const Bytes badMagic{0x65, 0, 0x10, 0, 0x01, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    const Bytes longerThanSent{0x64, 0, 0x18, 0, 0x01, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    const Packet other = TW::hostAnswer();
-    const Bytes otherBytes = bytesOf(other);
-    for (const Bytes* bytes : {&shortOne, &badMagic, &longerThanSent, &otherBytes}) {
-        const BufferCS_const d(*bytes);
+    const Bytes rows[] = {
+        {0x64, 0, 0x10, 0, 0x01, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0},    // short
+        {0x65, 0, 0x10, 0, 0x01, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0}, // bad magic
+        {0x64, 0, 0x18, 0, 0x01, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0}, // longer by its sizeField than sent
+        bytesOf(TW::hostAnswer()),                                 // another command
+    };
+    for (const Bytes& bytes : rows) {
+        const BufferCS_const d(bytes);
         uint64_t product = 0;
         uint16_t counter = 0;
         std::string text;
         DM::OutputAnswer answer;
-        EXPECT_FALSE(DM::readFindAnswer(d, product, text));
-        EXPECT_FALSE(DM::readOutputAnswer(d, answer));
-        EXPECT_FALSE(DM::readTextAnswer(d, INFO_ANS, text));
-        EXPECT_FALSE(DM::readNotify(d, counter));
-        EXPECT_EQ(DM::hasContent(d), bytes == &otherBytes);
+        EXPECT_FALSE(DM::readFindAnswer(d, product, text) || DM::readOutputAnswer(d, answer) ||
+                     DM::readTextAnswer(d, INFO_ANS, text) || DM::readNotify(d, counter));
+        EXPECT_EQ(DM::hasContent(d), &bytes == &rows[3]);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 
 namespace {
 
@@ -49,10 +50,9 @@ TEST(FindTableTest, MergesOneReceiverAndHandsOverTheChanges) {
     TESSERA::TargetTable added;
     find.takeAdded(added);
     ASSERT_EQ(added.size(), 3u);
-    EXPECT_EQ(added[second].outputIndex, 2);
-    EXPECT_EQ(added[second].productId, 42u);
-    EXPECT_EQ(added[second].targetName, "Lab");
-    EXPECT_EQ(added[second].parentAddress, t.address());
+    const TESSERA::Target& a = added[second];
+    EXPECT_EQ(std::tie(a.outputIndex, a.productId, a.targetName, a.parentAddress),
+              std::make_tuple(uint16_t{2}, uint64_t{42}, std::string("Lab"), t.address()));
     find.takeAdded(added);
     EXPECT_TRUE(added.empty());
 
@@ -93,8 +93,7 @@ TEST(FindTableTest, MergesOneReceiverAndHandsOverTheChanges) {
 TEST(FindTableTest, ProbeAsksOneReceiverAndFilters) {
     TESTING::LoopbackTarget t(lab({1}));
     BRINA::Socket silent;
-    IPAddress quiet;
-    quiet.parse("::1");
+    IPAddress quiet = TESTING::localLoopback();
     ASSERT_TRUE(silent.open(BRINA::Socket::IPv6Datagram) && silent.bind(quiet));
     const uint64_t own = TESSERA::makeProductId("QUINTARA");
     const struct {
@@ -114,8 +113,7 @@ TEST(FindTableTest, ProbeAsksOneReceiverAndFilters) {
         uint64_t id = 0;
         std::string name = "before";
         EXPECT_TRUE(find.probeTarget(row.silent ? quiet : t.address(), id, name));
-        EXPECT_EQ(id, row.id);
-        EXPECT_EQ(name, row.name);
+        EXPECT_EQ(std::tie(id, name), std::make_tuple(row.id, std::string(row.name)));
     }
     EXPECT_EQ(t.target().status().hostName, "Probe");
     Find closed(TESSERA::FindConfig{});

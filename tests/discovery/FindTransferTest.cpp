@@ -158,15 +158,6 @@ TEST(FindTransferTest, ResentPacketsRepeatTheFirstOnes) {
         EXPECT_TRUE(
             std::all_of(second.begin() + first.size(), second.end(), [](uint8_t b) { return b == 0; }));
     }
-    // The one byte case: a single packet, the last of its window, 24 bytes with sizeField 0x1F.
-    const Bytes one{0x5A};
-    SlotTarget single(shaped(0xFFFF, 1000, 8, 4));
-    ASSERT_TRUE(find.Transfer(single.address(), 1, BRINA::BufferCS_const(one), 0));
-    ASSERT_EQ(single.target().transfers().arrivals().size(), 1u);
-    const Bytes packet = single.target().transfers().arrivals()[0];
-    EXPECT_EQ(packet.size(), 24u);
-    EXPECT_EQ(TESSERA::PacketHeader(packet.data()).sizeField(), 0x1F);
-    EXPECT_EQ(TESSERA::PacketHeader(packet.data()).word8(), 0x8002);
 }
 
 TEST(FindTransferTest, QueryTellsWhatASlotHolds) {
