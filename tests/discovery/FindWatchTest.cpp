@@ -117,6 +117,25 @@ TEST_F(FindWatchTest, WithoutItsSocketTheWatchEndsAfterTheFirstSearch) {
     EXPECT_EQ(find->targetCount(), 4u);
 }
 
+TEST(FindWatchAloneTest, WithNobodyThereStartupGivesUpAndEveryPeriodEndsAllDown) {
+    std::string why, error;
+    if (!PrivateLink::enterOwnNamespace(why)) GTEST_SKIP() << why;
+    PrivateLink link(1);
+    ASSERT_TRUE(link.ready());
+    ASSERT_EQ(link.addTarget(0, TESSERA::TargetConfig{}, error, false), 0) << error; // a silent receiver
+    ASSERT_TRUE(link.waitForHostAddresses());
+    Find find(TESSERA::FindConfig{});
+    find.watchTimes = {1'000'000, 2'000'000, 500'000, 100'000};
+    ASSERT_TRUE(find.open() && find.openWatch());
+    TESTING::LogCapture log(6);
+    find.startWatch();
+    EXPECT_TRUE(eventually([&] { return log.contains("exit notify mode alldown : 0"); }, 10));
+    find.stopWatch();
+    find.joinWatch();
+    EXPECT_TRUE(log.contains("Startup mode retry"));
+    EXPECT_FALSE(log.contains("Startup mode finish"));
+}
+
 // A receiver of the test's own on the Host's side: it sends NOTIFY when told and answers the questions that
 // follow one, counting the HOST_REQ (one per query afresh) and the OUTPUT_REQ for the count (one per merge).
 struct NotifyingReceiver {
