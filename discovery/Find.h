@@ -114,7 +114,7 @@ public:
     // The unicast search of one receiver: id is kNoProduct when it didn't answer or the filter refused it.
     bool probeTarget(const BRINA::IPAddress& address, uint64_t& id, std::string& name);
 
-    // The watch's times in microseconds; tests shorten them.
+    // The watch's times in microseconds; tests shorten them. Set before startWatch: the watch reads them.
     struct WatchTimes {
         uint32_t startupLimit = 120'000'000; // startup mode, at most
         uint32_t period = 120'000'000;       // one listening period, at most
@@ -123,7 +123,7 @@ public:
     };
     WatchTimes watchTimes;
 
-    // Unicast destinations that every FIND_REQ of a sweep also goes to.
+    // Unicast destinations that every FIND_REQ of a sweep also goes to. Set before a search or startWatch.
     std::vector<BRINA::IPAddress> extraDestinations;
 
     const FindConfig& config() const { return cfg; }
@@ -153,10 +153,10 @@ private:
 
     BRINA::Socket watchSocket;
     std::thread watchThread;
-    std::atomic<bool> watching{
-        false};            // set by startWatch, cleared by the user's thread or the watch at its end
-    std::mutex tableMutex; // the only lock: guards table, removedList, addedList
-    TargetTable table;     // under tableMutex: written by the watch, read by the user
+    // Set by startWatch; cleared by the user's thread to stop, or by the watch at its end; read by both.
+    std::atomic<bool> watching{false};
+    std::mutex tableMutex;                   // the only lock: guards table, removedList, addedList
+    TargetTable table;                       // under tableMutex: written by the watch, read by the user
     std::list<BRINA::IPAddress> removedList; // under tableMutex
     std::list<BRINA::IPAddress> addedList;   // under tableMutex
 };
