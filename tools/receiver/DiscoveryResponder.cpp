@@ -114,6 +114,11 @@ void DiscoveryResponder::handle(const std::vector<uint8_t>& datagram, const IPAd
         send(TW::nopBreakAnswer(), from);
     } else if (TW::readTargetLogRequest(message, on)) {
         handleLogRequest(on, from);
+    } else if (extra) {
+        std::vector<Packet> replies;
+        if (extra(message, from, replies))
+            for (const Packet& reply : replies)
+                send(reply, from);
     }
     // Commands that this Target doesn't offer are dropped, as a Host expects.
 }

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -42,6 +43,11 @@ public:
     // Ends the thread within one wait and closes the socket.
     void stop();
     uint16_t port() const { return boundPort; }
+    // Requests beyond discovery's own (the settings list, the texts, the transfer): true when the handler
+    // took the datagram, with the answers to send back. Set before start; runs on the discovery thread.
+    using ExtraHandler =
+        std::function<bool(BRINA::BufferCS_const, const BRINA::IPAddress&, std::vector<Packet>&)>;
+    void setExtraHandler(ExtraHandler handler) { extra = std::move(handler); }
     // One line of the Target's log to the Host that asked for it, if any, from the discovery port.
     void sendLogLine(const std::string& text);
 
@@ -55,6 +61,7 @@ private:
 
     TargetLog& log;
     HostRecord& host;
+    ExtraHandler extra;
     Identity id;
     BRINA::Socket socket;
     uint16_t boundPort = 0;

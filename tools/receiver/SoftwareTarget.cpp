@@ -6,8 +6,14 @@
 
 namespace TESSERA {
 
-SoftwareTarget::SoftwareTarget(TargetConfig config) : cfg(std::move(config)), discovery(targetLog, host) {
+SoftwareTarget::SoftwareTarget(TargetConfig config)
+    : cfg(std::move(config)), discovery(targetLog, host), settingsList(cfg.settings, cfg.texts),
+      slots(cfg.transfer) {
     if (cfg.productId == 0) cfg.productId = productIdOf(kOwnProductText);
+    discovery.setExtraHandler(
+        [this](BRINA::BufferCS_const message, const BRINA::IPAddress&, std::vector<Packet>& replies) {
+            return settingsList.handle(message, replies) || slots.handle(message, replies);
+        });
     for (const OutputConfig& output : cfg.outputs)
         outputs.push_back(std::make_unique<OutputControl>(output, targetLog, host));
 }
@@ -42,7 +48,9 @@ bool SoftwareTarget::start(std::string& error) {
             stop();
             return false;
         }
-        identity.outputs.push_back({output.config().name, output.port(), output.config().protocolVersion});
+        identity.outputs.push_back({output.config().name,
+                                    output.config().offered ? output.port() : uint16_t{0},
+                                    output.config().protocolVersion});
     }
     BRINA::IPAddress discoveryAddress = cfg.bindAddress;
     discoveryAddress.setPort(cfg.discoveryPort);

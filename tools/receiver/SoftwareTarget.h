@@ -6,7 +6,9 @@
 #include "tools/receiver/OutputControl.h"
 #include "tools/receiver/TargetConfig.h"
 #include "tools/receiver/TargetLog.h"
+#include "tools/receiver/TargetSettings.h"
 #include "tools/receiver/TargetStatus.h"
+#include "tools/receiver/TargetTransfer.h"
 
 #include <cstddef>
 #include <functional>
@@ -38,6 +40,9 @@ public:
     uint16_t controlPort(size_t output) const { return outputs[output]->port(); }
     const TargetConfig& config() const { return cfg; }
     TargetStatus status() const;
+    // The settings list and texts as Hosts have left them.
+    const TargetSettings& settings() const { return settingsList; }
+    const TargetTransfer& transfers() const { return slots; }
 
     // Called on a receiver's thread when a stream of Output index (from 0) has ended; set before start.
     std::function<void(size_t index, const StreamReport&)> onStreamFinished;
@@ -48,6 +53,8 @@ private:
     HostRecord host;
     DiscoveryResponder discovery;
     std::vector<std::unique_ptr<OutputControl>> outputs;
+    TargetSettings settingsList;
+    TargetTransfer slots;
 };
 
 } // namespace TESSERA

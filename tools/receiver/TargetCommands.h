@@ -16,6 +16,26 @@ constexpr uint16_t HOST_REQ = 0x0016;
 constexpr uint16_t HOST_ANS = 0x0017;
 constexpr uint16_t NOTIFY = 0x8001;
 
+// Discovery port: the settings list, the plain text requests, and the transfer into slots.
+constexpr uint16_t TRANSFER_REQ = 0x001A;
+constexpr uint16_t TRANSFER_ANS = 0x001B;
+constexpr uint16_t TRANSFER_DATA = 0x001C;
+constexpr uint16_t TRANSFER_ACK = 0x001D;
+constexpr uint16_t TRANSFER_END_REQ = 0x001E;
+constexpr uint16_t TRANSFER_END_ANS = 0x001F;
+constexpr uint16_t TEXT_A_REQ = 0x0020;
+constexpr uint16_t TEXT_A_ANS = 0x0021;
+constexpr uint16_t TEXT_B_REQ = 0x0022;
+constexpr uint16_t TEXT_B_ANS = 0x0023;
+constexpr uint16_t SELECT_REQ = 0x0024;
+constexpr uint16_t SELECT_ANS = 0x0025;
+constexpr uint16_t TEXT_C_REQ = 0x002C;
+constexpr uint16_t TEXT_C_ANS = 0x002D;
+constexpr uint16_t SETTING_LIST_REQ = 0x0030;
+constexpr uint16_t SETTING_LIST_ANS = 0x0031;
+constexpr uint16_t SETTING_REQ = 0x0032;
+constexpr uint16_t SETTING_ANS = 0x0033;
+
 // An Output's control port, its stream port, and the log exchange on the discovery port.
 constexpr uint16_t FORMAT_REQ = 4;
 constexpr uint16_t NOPBREAK_ANS = 5; // answers FORMAT_REQ and NOPBREAK_REQ alike

@@ -3,6 +3,8 @@
 #include "BRINA/Network/IPAddress.h"
 #include "format/StreamFormat.h"
 #include "tools/receiver/TargetCommands.h"
+#include "tools/receiver/TargetSettingsConfig.h"
+#include "tools/receiver/TargetTransferConfig.h"
 
 #include <cstdint>
 #include <functional>
@@ -35,6 +37,8 @@ struct OutputConfig {
     std::string name = "Output 1";
     uint16_t controlPort = 0; // 0: the system picks one
     uint16_t protocolVersion = 1;
+    // false: discovery reports this Output with port 0, as one that the receiver doesn't offer now.
+    bool offered = true;
     StreamFormat pcmMask; // capability masks, as FORMAT_REQ reports them
     StreamFormat dsdLsbMask;
     StreamFormat dsdMsbMask;
@@ -69,6 +73,9 @@ struct TargetConfig {
     bool notify = false;         // NOTIFY to ff02::1 port 19643 every second (inside a test namespace only)
     uint32_t notifyLimit = 3600; // NOTIFY stops by itself after this many (an hour at one a second)
     std::vector<OutputConfig> outputs{OutputConfig{}};
+    std::vector<TargetSettingConfig> settings; // the settings list a Host reads and writes
+    TargetTexts texts;                         // the answers to the plain text requests
+    TargetTransferConfig transfer;             // the slots that transfers go into
 };
 
 // The product id of a text of eight ASCII characters, the first in the lowest byte; all ones otherwise.
