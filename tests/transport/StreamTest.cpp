@@ -19,7 +19,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
@@ -41,14 +40,13 @@ struct Recorder : WorkerObserver {
     };
     struct Taken {
         int16_t value, rateAdjust;
-        Clock::time_point at;
     };
     Recorder() { bursts.reserve(20000), taken.reserve(20000); }
     void burstSent(uint32_t due, uint32_t sent, uint32_t packets, uint32_t repeats) override {
         if (bursts.size() < bursts.capacity()) bursts.push_back({due, sent, packets, repeats});
     }
     void feedbackTaken(int16_t value, int16_t rateAdjust) override {
-        if (taken.size() < taken.capacity()) taken.push_back({value, rateAdjust, Clock::now()});
+        if (taken.size() < taken.capacity()) taken.push_back({value, rateAdjust});
     }
     std::vector<Burst> bursts;
     std::vector<Taken> taken;
@@ -56,29 +54,6 @@ struct Recorder : WorkerObserver {
 
 double seconds(Clock::time_point a, Clock::time_point b) {
     return std::chrono::duration<double>(b - a).count();
-}
-
-// The mean rateAdjust over time across the window of the second half (3 s at least) in which the Target's
-// level, the median of five feedback values against a busy machine's spikes, moved least for its length:
-// there the mean is the correction that the drift needs, whatever swings the loop still makes.
-double settledCorrection(const std::vector<Recorder::Taken>& t) {
-    std::vector<int32_t> level(t.size());
-    for (size_t i = 2; i + 2 < t.size(); ++i) {
-        int32_t around[5] = {t[i - 2].value, t[i - 1].value, t[i].value, t[i + 1].value, t[i + 2].value};
-        std::nth_element(around, around + 2, around + 5);
-        level[i] = around[2];
-    }
-    double best = std::numeric_limits<double>::max(), mean = 0;
-    for (size_t a = t.size() / 2 + 2; a + 2 < t.size(); ++a) {
-        for (size_t b = a + 1; b + 2 < t.size(); ++b) {
-            const double length = seconds(t[a].at, t[b].at), moved = std::abs(level[b] - level[a]) / length;
-            if (length < 3.0 || moved >= best) continue;
-            best = moved, mean = 0;
-            for (size_t i = a; i < b; ++i)
-                mean += t[i].rateAdjust * seconds(t[i].at, t[i + 1].at) / length;
-        }
-    }
-    return mean;
 }
 
 const StreamFormat kPcm44(0x0202, 0x000A), kPcm192(0x0402, 0x0024), kFloat384(0x2002, 0x0044),
@@ -128,6 +103,7 @@ void PrintTo(const Row& r, std::ostream* out) {
     *out << r.name;
 }
 
+// clang-format off
 const Row kRows[] = {
     {"Pcm192Random", kPcm192, Random, {}, "info rcv 3 "},
     {"Float384VarAuto", kFloat384, VarAuto, {}},
@@ -143,8 +119,7 @@ const Row kRows[] = {
     {"DsdSwapReverse", kDsd64, Fix, dsdOnly<false, kLittle>, "DSD COVERT LSB littele -> MSB littele"},
     {"DsdMsbReverse", kDsdMsbBig, Fix, dsdOnly<true, kLittle>, "DSD COVERT MSB Big -> LSB littele"},
     {"InvertAskedMidStream", kDsd64, Fix, set<&Out::invertAtMs, 300u>, "Play Phase Invert", Switched, 1},
-    {"HostAndTargetInvert", kPcm44, Fix, set<&Out::invertAtStart, true>, "Play Phase Normal", Whole, .5,
-     Invert},
+    {"HostAndTargetInvert", kPcm44, Fix, set<&Out::invertAtStart, true>, "Play Phase Normal", Whole, .5, Invert},
     {"HostTurnsUnasked", kPcm44, Fix, {}, "Host Phase Invert", Unasked, 1, TurnMidway},
     {"FivePercentLoss", kPcm44, Fix, lose<50>, "   cout resend ", Whole, 1},
     {"BurstsOfTenLost", kPcm44, Fix, lose<0, 250, 10>, "   cout resend ", Whole, 1},
@@ -154,13 +129,12 @@ const Row kRows[] = {
     {"FastFivePercentBeyondRange", kPcm44, Fix, drift<50000, 20>, "", Whole, 2},
     {"ClockWrapsMidStream", kPcm44, Fix, {}, "", Whole, 2, Wrap},
     {"TargetCloses", kPcm44, Fix, fault<&StreamFaults::closeAfterMs, 300u>, "DSICONNECT_ANS ", TargetEnds, 1},
-    {"ResendBeyondRing", kPcm44, Fix, fault<&StreamFaults::resendBeyondAtMs, 300u>, "   cout error ",
-     WorkerEnds, 1},
+    {"ResendBeyondRing", kPcm44, Fix, fault<&StreamFaults::resendBeyondAtMs, 300u>, "   cout error ", WorkerEnds, 1},
     // Nothing from the Target for a second (8 info cycles of 10 ms are less) ends the stream.
-    {"TargetFallsSilent", kPcm44, Fix, fault<&StreamFaults::silentAfterMs, 200u>, "   timeout ", WorkerEnds,
-     2},
+    {"TargetFallsSilent", kPcm44, Fix, fault<&StreamFaults::silentAfterMs, 200u>, "   timeout ", WorkerEnds, 2},
     {"CloseUnanswered", kPcm44, Fix, fault<&StreamFaults::ignoreDisconnect, true>, "discone", Unanswered},
 };
+// clang-format on
 
 // The number after the first log line that begins with start; -1 when there is none.
 int64_t loggedNumber(const TESTING::LogCapture& capture, const std::string& start) {
@@ -226,22 +200,17 @@ TEST_P(StreamTest, ArrivesAsTheRowSays) {
     for (const auto& line : lines)
         EXPECT_GE(loggedNumber(capture, line), 0) << line;
     EXPECT_EQ(capture.contains("DSICONNECT_REQ ERROR "), r.arrival == Unanswered);
-    if (r.arrival == Unanswered) { // four tries of half a second each, after the signal
-        EXPECT_GE(took - r.seconds, 1.9);
-        EXPECT_LT(took - r.seconds, 8.0);
-    }
+    // Unanswered, the close is tried four times half a second apart, after the signal.
+    EXPECT_TRUE(r.arrival != Unanswered || (took - r.seconds >= 1.9 && took - r.seconds < 8.0)) << took;
     // The silence the line tells, in microseconds, is at least the second the worker waits.
     const int64_t silence = loggedNumber(capture, "   timeout ");
     EXPECT_EQ(silence >= 0, std::string(r.line) == "   timeout ");
     EXPECT_TRUE(silence < 0 || (silence >= 1000000 && silence < 4000000)) << silence;
     // A wrong comparison across the wrap shows as a cycle an hour late, or as every cycle late.
-    size_t late = 0;
-    for (const auto& m : capture.messages()) {
-        if (m.rfind("over time ", 0) != 0) continue;
-        ++late;
-        EXPECT_LT(std::stoul(m.substr(10)), 1000000u) << m;
-    }
-    EXPECT_TRUE(r.host != Wrap || late < 500) << late;
+    size_t late = 0, worst = 0;
+    for (const auto& m : capture.messages())
+        if (m.rfind("over time ", 0) == 0) ++late, worst = std::max<size_t>(worst, std::stoul(m.substr(10)));
+    EXPECT_TRUE(worst < 1000000 && (r.host != Wrap || late < 500)) << late << " late, worst " << worst;
 
     // The observer: each burst after its due time, fixed cycles on schedule, the loop's answer to each value.
     ASSERT_GE(recorder.bursts.size(), 50u);
@@ -253,8 +222,7 @@ TEST_P(StreamTest, ArrivesAsTheRowSays) {
         repeats += b.repeats;
         if (r.plan == Profile) continue; // which of the two plans runs is the Target's choice
         EXPECT_TRUE(b.packets >= plan.packetCount && b.packets <= 2u * plan.packetCount) << i;
-        const bool fixed =
-            i != 0 && (r.plan == Fix || r.plan == FixAuto); // next cycle, or one after a late one
+        const bool fixed = i != 0 && (r.plan == Fix || r.plan == FixAuto); // next cycle, or after a late one
         EXPECT_TRUE(!fixed || b.due == before.due + plan.cycle || b.due == before.sent + plan.cycle) << i;
     }
     const auto& taken = recorder.taken;
@@ -277,18 +245,14 @@ TEST_P(StreamTest, ArrivesAsTheRowSays) {
     EXPECT_EQ(report.bitPerfect(), r.arrival != Unasked);
     EXPECT_EQ(v.matched + v.inverted, session.signalFrames());
     EXPECT_EQ(v.askedInverted, o.invertAtStart || o.invertAtMs != 0);
-    if (o.faults.lossRate + o.faults.burstEvery > 0) {
-        EXPECT_TRUE(repeats > 0 && report.repeats > 0);
-        EXPECT_GE(report.droppedByFaults, o.faults.burstLength + 1);
-        EXPECT_GT(report.resendRequests, 0u);
-    }
+    EXPECT_TRUE(o.faults.lossRate + o.faults.burstEvery == 0 ||
+                (repeats > 0 && report.repeats > 0 && report.resendRequests > 0 &&
+                 report.droppedByFaults > o.faults.burstLength));
     EXPECT_EQ(v.inverted == 0, r.arrival == Whole || r.arrival == Unanswered);
     if (r.arrival == Whole) { // around the signal only silence
         EXPECT_EQ(report.frames, v.leadingSilence + v.matched + v.silenceInside);
     } else if (r.arrival == Switched) { // from a frame after the request on, silence too
-        EXPECT_TRUE(v.switched);
-        EXPECT_GT(v.askedAtFrame, v.leadingSilence);
-        EXPECT_GE(v.switchFrame, v.askedAtFrame);
+        EXPECT_TRUE(v.switched && v.askedAtFrame > v.leadingSilence && v.switchFrame >= v.askedAtFrame);
         EXPECT_TRUE(v.matched > 0 && v.inverted > 0 && v.silenceInside > 0);
         EXPECT_EQ(v.invertedSilence, v.silenceInside);
     } else if (r.arrival == Unasked) {
@@ -296,13 +260,11 @@ TEST_P(StreamTest, ArrivesAsTheRowSays) {
         EXPECT_NE(v.phaseText().find("frames came inverted that the Target never asked for"),
                   std::string::npos);
     }
-    if (r.host == Wrap) {
-        EXPECT_EQ(report.underruns, 0u);
-        EXPECT_TRUE(report.durationSeconds > 1.9 && report.durationSeconds < 4.0);
-    }
+    EXPECT_TRUE(r.host != Wrap ||
+                (report.underruns == 0 && report.durationSeconds > 1.9 && report.durationSeconds < 4.0));
     if (drift == 0) return;
-    const auto perSecond = static_cast<long>(steered ? 10 : 100);
-    ASSERT_GE(static_cast<long>(taken.size()), perSecond * static_cast<long>(r.seconds) / 2);
+    const auto perSecond = static_cast<long>(steered ? 10 : 100), n = static_cast<long>(taken.size());
+    ASSERT_GE(n, perSecond * static_cast<long>(r.seconds) / 2);
     const auto fastest = [](const Recorder::Taken& t) { return t.rateAdjust >= FeedbackControl::kFastest; };
     if (!steered) { // as fast as it may but after each underrun, which the Target, still short, reports
         EXPECT_GT(std::count_if(taken.end() - perSecond, taken.end(), fastest), perSecond / 4);
@@ -310,15 +272,15 @@ TEST_P(StreamTest, ArrivesAsTheRowSays) {
         return;
     }
     // Over the second half the correction swings about the drift in Q14 (faster for a fast Target clock),
-    // off its limits; under a sanitizer late cycles move its mean by steps of their own, but not its sign.
-    const auto half = taken.begin() + static_cast<long>(taken.size() / 2);
+    // off its limits, and the Target's buffer neither runs dry nor fills.
+    double mean = 0;
+    for (auto t = taken.begin() + n / 2; t != taken.end(); ++t)
+        mean += t->rateAdjust / double(n - n / 2);
     EXPECT_LT(
-        std::count_if(half, taken.end(),
+        std::count_if(taken.begin() + n / 2, taken.end(),
                       [&](const auto& t) { return fastest(t) || t.rateAdjust <= FeedbackControl::kSlowest; }),
-        (taken.end() - half) / 10);
-    const double settled = settledCorrection(taken);
-    EXPECT_GT(settled / needed, TESTING::kSanitized ? 0.0 : 1.0 / 3) << settled << " for " << needed;
-    EXPECT_LT(settled / needed, 3.0) << settled << " for " << needed;
+        n / 20);
+    EXPECT_TRUE(mean / needed > 0 && mean / needed < 3.0) << mean << " for " << needed;
     EXPECT_EQ(report.underruns, 0u);
     EXPECT_TRUE(report.bufferMinMs > 50 * 0.25 && report.bufferMaxMs < 50 * 2.0);
 }
@@ -363,67 +325,64 @@ TEST(StreamTest, WorkerAllocatesNothing) {
 // line names the mode word it reduced, which stays for the next stream.
 TEST(StreamTest, RefusedStreamsAndTheModeWord) {
     TESTING::StreamTarget target([](Out& o) { o.refuseConnect = Out::Refusal::Echo; });
-    ASSERT_TRUE(target.started());
-    const auto waitIdle = [](Sync& s) {
+    const auto idle = [](Sync& s) {
         for (int i = 0; i < 1000 && s.state.load() != Sync::Idle; ++i)
             std::this_thread::sleep_for(10ms);
         return s.state.load() == Sync::Idle;
     };
-    {
-        TESTING::LogCapture capture(6);
-        SignalSession session;
-        ASSERT_TRUE(session.negotiate(target.control(), kPcm44));
-        session.prepareSignal(0.1);
-        session.gated = true; // the worker starts once this thread is well inside connectWait
-        ASSERT_TRUE(session.connectPrepare() && session.connect());
-        std::thread opener([&session] { std::this_thread::sleep_for(300ms), session.openGate(); });
-        EXPECT_TRUE(session.connectWait());
-        opener.join();
-        EXPECT_TRUE(!session.is_connect() && session.state.load() == Sync::Idle);
-        EXPECT_TRUE(capture.contains("wth CR ack none") && capture.contains("connectWait 0"));
-        session.disconnect(); // nothing to end
-        EXPECT_FALSE(capture.contains("discone"));
-        session.setTransferProfile(TransferProfile{}); // without a plan the worker asks for no stream
-        ASSERT_TRUE(session.connect());
-        EXPECT_TRUE(waitIdle(session) && capture.contains("wth profile invalid"));
-        Sync bare; // without a format nothing starts, and there is nothing to wait for
-        EXPECT_FALSE(bare.connect() || bare.workerThread.joinable() || bare.connectWait());
-        EXPECT_TRUE(capture.contains("sinkConfig invalid"));
-    }
-    const std::string cpu = "CPU:" + std::to_string(BRINA::physicalCoreCount());
-    const bool few = BRINA::physicalCoreCount() <= 2;
-    const uint32_t all = FEEDBACK | NOSLEEPFORCE | NOSLEEP4CORE | SOCKETNOBLOCK;
+    TESTING::LogCapture capture(6);
+    SignalSession session;
+    ASSERT_TRUE(target.started() && session.negotiate(target.control(), kPcm44));
+    session.prepareSignal(0.1);
+    session.gated = true; // the worker starts once this thread is well inside connectWait
+    ASSERT_TRUE(session.connectPrepare() && session.connect());
+    std::thread opener([&session] { std::this_thread::sleep_for(300ms), session.openGate(); });
+    EXPECT_TRUE(session.connectWait());
+    opener.join();
+    EXPECT_TRUE(!session.is_connect() && session.state.load() == Sync::Idle);
+    EXPECT_TRUE(capture.contains("wth CR ack none") && capture.contains("connectWait 0"));
+    session.disconnect(); // nothing to end
+    EXPECT_FALSE(capture.contains("discone"));
+    session.setTransferProfile(TransferProfile{}); // without a plan the worker asks for no stream
+    ASSERT_TRUE(session.connect());
+    EXPECT_TRUE(idle(session) && capture.contains("wth profile invalid"));
+    Sync bare; // without a format nothing starts, and there is nothing to wait for
+    EXPECT_FALSE(bare.connect() || bare.workerThread.joinable() || bare.connectWait());
+    EXPECT_TRUE(capture.contains("sinkConfig invalid"));
+
+    const std::string cpu = "CPU:" + std::to_string(BRINA::physicalCoreCount()),
+                      info = " FEEDBACK:1  Info=10";
+    const uint32_t all = FEEDBACK | NOSLEEPFORCE | NOSLEEP4CORE | SOCKETNOBLOCK,
+                   few = BRINA::physicalCoreCount() <= 2;
     const struct {
         uint32_t mode;
         uint16_t latency;
         std::string line;
         uint32_t modeAfter;
     } rows[] = {
-        {CRITICAL, 20, "wth start CRITICAL " + cpu + " FEEDBACK:1  Info=10", CRITICAL},
-        {NOFASTFEEDBACK, 2000, "wth start " + cpu + " FEEDBACK:1  Info=10", 0},
+        // clang-format off
+        {CRITICAL, 20, "wth start CRITICAL " + cpu + info, CRITICAL},
+        {NOFASTFEEDBACK, 2000, "wth start " + cpu + info, 0},
         {NOFASTFEEDBACK, 2001, "wth start " + cpu + " FEEDBACK:1 NOFASTFEEDBACK  Info=10", NOFASTFEEDBACK},
         {all, 20, "wth start NOSLEEP4CORE NOSLEEPFORCE SOCKETNOBLOCK " + cpu + " FEEDBACK:8  Info=10", all},
-        {NOSLEEP4CORE | NOSHORTSLEEP, 20,
-         std::string("wth start NOSHORTSLEEP ") + (few ? "" : "NOSLEEP4CORE ") + cpu + " FEEDBACK:1  Info=10",
-         NOSHORTSLEEP | (few ? 0 : NOSLEEP4CORE)},
+        {NOSLEEP4CORE | NOSHORTSLEEP, 20, "wth start NOSHORTSLEEP " + std::string(few ? "" : "NOSLEEP4CORE ") + cpu + info, NOSHORTSLEEP | (few ? 0 : NOSLEEP4CORE)},
+        // clang-format on
     };
     for (const auto& r : rows) {
-        TESTING::LogCapture capture(6);
-        SignalSession session;
-        ASSERT_TRUE(session.negotiate(target.control(), kPcm44));
-        session.prepareSignal(0.1);
+        capture.clear();
+        session.gated = false;
+        session.setTransferProfile(session.config.result());
         ASSERT_TRUE(session.connectPrepare());
-        session.setThreadMode(r.mode);
-        session.latency = r.latency;
+        session.setThreadMode(r.mode), session.latency = r.latency;
         ASSERT_TRUE(session.connect());
-        EXPECT_TRUE(waitIdle(session));
-        session.close();
+        EXPECT_TRUE(idle(session));
         std::vector<std::string> starts;
         for (const auto& m : capture.messages())
             if (m.rfind("wth start ", 0) == 0) starts.push_back(m);
         EXPECT_EQ(starts, std::vector<std::string>{r.line});
         EXPECT_EQ(session.threadMode.load(), r.modeAfter) << r.line;
     }
+    session.close();
 }
 
 } // namespace
