@@ -68,15 +68,13 @@ TEST(SelectFormatTest, SourceAndTargetMasksSettleRoutineAndSink) {
 
 TEST(SelectFormatTest, RefusalChangesNothing) {
     const std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, const char*> rows[] = {
-        // clang-format off
         {0x0202, 0x0022, 0x2510002, 0x2A10002, nullptr},
-        {0x2510002, kDsd64, 0x2920002, 0x2A20002, nullptr}, // no 1-bit DSD
-        {0x1510002, kDsd64, 0x2910002, 0x2A10002, nullptr}, // 16-bit DSD words
-        {0x2510002, kDsd64, 0x0910002, 0x0A10002, nullptr}, // no 32-bit words
+        {0x2510002, kDsd64, 0x2920002, 0x2A20002, nullptr},                             // no 1-bit DSD
+        {0x1510002, kDsd64, 0x2910002, 0x2A10002, nullptr},                             // 16-bit DSD words
+        {0x2510002, kDsd64, 0x0910002, 0x0A10002, nullptr},                             // no 32-bit words
         {0x2510002, kDsd64, 0x2510004, 0x2A10002, "DSD COVERT LSB littele -> LSB Big"}, // the bit order alone
         {0x2510002, 0x0802, 0, 0x2A10002, "DSD COVERT LSB littele -> MSB Big"},
         {0x2A10004, kDsd64, 0x2510002, 0, "DSD COVERT MSB Big -> LSB littele"},
-        // clang-format on
     };
     for (const auto& [source, rate, lsbMask, msbMask, line] : rows) {
         SCOPED_TRACE(testing::Message() << std::hex << source << " " << lsbMask << " " << msbMask);
@@ -96,13 +94,11 @@ TEST(SelectFormatTest, RefusalChangesNothing) {
 
 TEST(SelectFormatTest, PlayPhasePicksTheMemberOfThePair) {
     const std::tuple<CopyRoutine, bool, bool, CopyRoutine, Lines> rows[] = {
-        // clang-format off
         {copyPlain, true, false, copyPlainInverted, {"Host Phase Invert", "Play Phase Invert"}},
         {copyPlainInverted, true, true, copyPlain, {"Host Phase Invert", "Play Phase Normal"}},
         {copySwapInverted, true, true, copySwap, {"Host Phase Invert", "Play Phase Normal"}},
         {copyReverse, false, true, copyReverseInverted, {"Host Phase Normal", "Play Phase Invert"}},
         {copySwapReverseInverted, false, false, copySwapReverse, {"Host Phase Normal", "Play Phase Normal"}},
-        // clang-format on
     };
     for (const auto& [from, host, target, to, lines] : rows) {
         Sync sync;

@@ -11,15 +11,13 @@ namespace {
 using TESSERA::StreamFormat;
 
 TEST(StreamFormatTest, EveryRateRoundTripsAndUnknownOnesChangeNothing) {
-    // clang-format off
     const uint32_t rates[][2] = {
-        {8000, 0x0001}, {44100, 0x000A}, {48000, 0x000C}, {88200, 0x0012}, {96000, 0x0014}, {176400, 0x0022},
-        {192000, 0x0024}, {352800, 0x0042}, {384000, 0x0044}, {705600, 0x0082}, {768000, 0x0084},
-        {1411200, 0x0102}, {1536000, 0x0104}, {2822400, 0x0202}, {3072000, 0x0204}, {5644800, 0x0402},
-        {6144000, 0x0404}, {11289600, 0x0802}, {12288000, 0x0804}, {22579200, 0x1002}, {24576000, 0x1004},
-        {45158400, 0x2002}, {49152000, 0x2004}, {90316800, 0x4002}, {98304000, 0x4004}, {180633600, 0x8002},
-        {196608000, 0x8004}};
-    // clang-format on
+        {8000, 0x0001},      {44100, 0x000A},    {48000, 0x000C},    {88200, 0x0012},    {96000, 0x0014},
+        {176400, 0x0022},    {192000, 0x0024},   {352800, 0x0042},   {384000, 0x0044},   {705600, 0x0082},
+        {768000, 0x0084},    {1411200, 0x0102},  {1536000, 0x0104},  {2822400, 0x0202},  {3072000, 0x0204},
+        {5644800, 0x0402},   {6144000, 0x0404},  {11289600, 0x0802}, {12288000, 0x0804}, {22579200, 0x1002},
+        {24576000, 0x1004},  {45158400, 0x2002}, {49152000, 0x2004}, {90316800, 0x4002}, {98304000, 0x4004},
+        {180633600, 0x8002}, {196608000, 0x8004}};
     for (const auto& [hz, code] : rates) {
         // Start from another rate, so that a left-over bit of it would show.
         StreamFormat f(0x2A10002, 0xABCD0000u | (code == 0x8004 ? 0x0012u : 0x8004u));
@@ -38,7 +36,6 @@ TEST(StreamFormatTest, EveryRateRoundTripsAndUnknownOnesChangeNothing) {
 TEST(StreamFormatTest, ValidityAndArithmetic) {
     // type, rate; valid, channels, bytes and bits a sample, bytes a frame and a second, mute byte, PCM, DSD
     const uint32_t rows[][11] = {
-        // clang-format off
         {0x0202, 0x000A, true, 2, 2, 16, 4, 176400, 0, true, false},
         {0x0408, 0x0014, true, 6, 3, 24, 18, 1728000, 0, true, false},
         {0x0110, 0x0024, true, 8, 1, 8, 8, 1536000, 0, true, false},
@@ -53,7 +50,6 @@ TEST(StreamFormatTest, ValidityAndArithmetic) {
         {0x2010002, 0x0202, false, 2, 4, 1, 8, 705600, 0x96, false, true}, // no bit order: the MSB mute byte
         {0x2510002, 0x0104, false, 2, 4, 1, 8, 384000, 0x69, false, true},
         {0x2D10002, 0x0202, false, 2, 4, 1, 8, 705600, 0x69, false, true},
-        // clang-format on
     };
     for (const auto& [type, rate, valid, channels, bytes, bits, frame, perSecond, mute, pcm, dsd] : rows) {
         const StreamFormat f(type, rate);

@@ -53,10 +53,8 @@ struct Target {
 
 TEST(SyncSessionTest, DataSizeLimits) {
     const uint16_t rows[][4] = {
-        // clang-format off
         {1500, 15000, 1428, 10}, {1500, 0xFFFF, 1428, 0xFFFF}, {9000, 20000, 8928, 2}, {576, 15000, 512, 26},
-        {64, 15000, 0, 234}, {0, 15000, 0, 0xFFFF}, // the mask 0xFFF6 clears bit 3 too
-        // clang-format on
+        {64, 15000, 0, 234},     {0, 15000, 0, 0xFFFF}, // the mask 0xFFF6 clears bit 3 too
     };
     for (const auto& [mtu, max, size, count] : rows) {
         Sync sync;
@@ -127,11 +125,9 @@ TEST(SyncSessionTest, LatencyAndProfile) {
         uint32_t total;
         uint16_t profileMin, profileFlags;
     } rows[] = {
-        // clang-format off
         {20, true, 0, "LATENCY_REQ hw=1000us latency=2000us", 3000, 100, 0x04},
         {0, true, 5000, "LATENCY_REQ hw=1000us request=5000us latency=5000us", 6000, 100, 0x04},
         {30, false, 5000, "LATENCY_REQ hw=1000us request=5000us latency=3000us", 4000, 0, 0},
-        // clang-format on
     };
     for (const auto& r : rows) {
         Target target([&r](Out& o) {
