@@ -44,8 +44,7 @@ void SignalSession::prepareSignal(double seconds) {
     const uint32_t frameBytes = sourceFormat.bytesPerFrame();
     framesPerSecond = frameBytes == 0 ? 0 : sourceFormat.bytesPerSecond() / frameBytes;
     blockFrames = static_cast<uint32_t>(std::max<uint64_t>(1, framesPerSecond / 100));
-    const auto blocks = static_cast<uint64_t>(std::ceil(seconds * 100));
-    totalFrames = blocks * blockFrames;
+    totalFrames = static_cast<uint64_t>(std::ceil(seconds * 100)) * blockFrames;
     signal.resize(totalFrames * frameBytes);
     TestSignal(sourceFormat).render(0, static_cast<uint32_t>(totalFrames), signal.data());
     silence.assign(uint64_t{blockFrames} * frameBytes, sourceFormat.muteByte());
@@ -70,11 +69,9 @@ bool SignalSession::connect() {
     return Sync::connect();
 }
 
-bool SignalSession::streamAll(uint32_t playAfterMs) {
+bool SignalSession::streamAll() {
     if (!connectPrepare() || !connect() || !connectWait() || state.load() != Streaming) return false;
-    if (playAfterMs != 0) std::this_thread::sleep_for(std::chrono::milliseconds(playAfterMs));
     play();
-    // The signal's own length and ten seconds more, for a busy machine.
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10) +
                        std::chrono::milliseconds(totalFrames * 1000 / std::max<uint64_t>(1, framesPerSecond));
     while (!signalTaken() && state.load() == Streaming && std::chrono::steady_clock::now() < limit)
@@ -82,23 +79,6 @@ bool SignalSession::streamAll(uint32_t playAfterMs) {
     const bool taken = signalTaken() && state.load() == Streaming;
     disconnect();
     return taken && state.load() == Idle && !workerThread.joinable();
-}
-
-bool SignalSession::startWorker() {
-    if (!gated) return Sync::startWorker();
-    workerThread = std::thread([this] {
-        std::unique_lock<std::mutex> lock(gateMutex);
-        gateOpened.wait_for(lock, std::chrono::seconds(10), [this] { return gateIsOpen; });
-        lock.unlock();
-        wthMain();
-    });
-    return true;
-}
-
-void SignalSession::openGate() {
-    std::lock_guard<std::mutex> lock(gateMutex);
-    gateIsOpen = true;
-    gateOpened.notify_all();
 }
 
 } // namespace TESTING
