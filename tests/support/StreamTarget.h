@@ -10,12 +10,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace TESTING {
@@ -52,6 +54,21 @@ public:
         return true;
     }
     TESSERA::SoftwareTarget& target() { return *software; }
+    // Runs stream; past limit it fails the test and stops the Target, whose silence then ends the worker: a
+    // stream that would never end, as one whose final flag went missing, fails instead of hanging.
+    template <typename Stream> bool bounded(std::chrono::seconds limit, const Stream& stream) {
+        std::atomic<bool> done{false};
+        std::thread guard([&] {
+            for (const auto end = std::chrono::steady_clock::now() + limit;
+                 !done.load() && std::chrono::steady_clock::now() < end;)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            if (!done.load())
+                ADD_FAILURE() << "the stream outlasted " << limit.count() << " s", software->stop();
+        });
+        const bool result = stream();
+        done.store(true), guard.join();
+        return result;
+    }
 
 private:
     std::unique_ptr<TESSERA::SoftwareTarget> software;

@@ -66,6 +66,15 @@ TEST(SelectFormatTest, SourceAndTargetMasksSettleRoutineAndSink) {
     }
 }
 
+// A question by rate alone, without a bit order, is answered from both DSD masks.
+TEST(SelectFormatTest, DsdWithoutBitOrderTakesEitherMask) {
+    Sync sync;
+    sync.dsdLsbMask = StreamFormat(0x2510002, 0x0602); // DSD64, DSD128
+    sync.dsdMsbMask = StreamFormat(0x2A10002, 0x0A02); // DSD64, DSD256
+    for (const auto& [rate, taken] : {std::pair(0x0402u, true), {0x0802u, true}, {0x1002u, false}})
+        EXPECT_EQ(sync.canFormat(0x10000, rate), taken) << rate;
+}
+
 TEST(SelectFormatTest, RefusalChangesNothing) {
     const std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, const char*> rows[] = {
         {0x0202, 0x0022, 0x2510002, 0x2A10002, nullptr},

@@ -30,7 +30,7 @@ void runCycles(TESTING::StreamTarget& target, Sync& session, const std::function
     const size_t threads = threadCount();
     for (size_t n = 0; n < 50; ++n) {
         uint64_t frames = 0;
-        ASSERT_TRUE(streamOnce(frames)) << n;
+        ASSERT_TRUE(target.bounded(std::chrono::seconds(20), [&] { return streamOnce(frames); })) << n;
         EXPECT_TRUE(session.state.load() == Sync::Idle && !session.workerThread.joinable() &&
                     !(session.playing.load() && session.is_connect()))
             << n;

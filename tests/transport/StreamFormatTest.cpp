@@ -39,6 +39,7 @@ TEST(StreamFormatTest, ValidityAndArithmetic) {
         {0x0202, 0x000A, true, 2, 2, 16, 4, 176400, 0, true, false},
         {0x0408, 0x0014, true, 6, 3, 24, 18, 1728000, 0, true, false},
         {0x0110, 0x0024, true, 8, 1, 8, 8, 1536000, 0, true, false},
+        {0x0804, 0x000C, true, 4, 4, 32, 16, 768000, 0, true, false},
         {0x4020, 0x0804, true, 16, 8, 64, 128, 499122176, 0, true, false}, // the product wraps in 32 bits
         {0x0203, 0x000A, false, 2, 2, 16, 4, 176400, 0, true, false},
         {0x8002, 0x000A, false, 2, 2, 16, 4, 176400, 0, true, false},
