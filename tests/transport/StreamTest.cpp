@@ -187,8 +187,8 @@ TEST_P(StreamTest, ArrivesAsTheRowSays) {
     for (const std::string line : {"CONNECTPRE_REQ latency=", "connectWait notimeout", "connectWait 2",
                                    "redy to play loop start0", "play 2", "wth end", r.line})
         EXPECT_GE(loggedNumber(capture, line), 0) << line;
-    EXPECT_EQ(loggedNumber(capture, "buffer Final ") >= 0 && loggedNumber(capture, "discone") >= 0,
-              hostCloses);
+    EXPECT_TRUE(!hostCloses ||
+                (loggedNumber(capture, "buffer Final ") >= 0 && loggedNumber(capture, "discone") >= 0));
     EXPECT_EQ(capture.contains("DSICONNECT_REQ ERROR "), r.arrival == Unanswered);
     // Unanswered, the close is tried four times half a second apart, after the signal.
     EXPECT_TRUE(r.arrival != Unanswered || (took - r.seconds >= 1.9 && took - r.seconds < 8.0)) << took;
