@@ -117,32 +117,27 @@ TEST(SyncSessionTest, NegotiatesWhatTheTargetOffers) {
 
 TEST(SyncSessionTest, LatencyAndProfile) {
     TESTING::LogCapture capture(7);
-    const struct {
-        uint16_t latency;
-        bool profile;
-        uint32_t request;
-        const char* line;
-        uint32_t total;
-        uint16_t profileMin, profileFlags;
-    } rows[] = {
+    // The Target's latency, whether it answers PROFILE; the latency asked for, the line, the total latency
+    // and the profile learnt.
+    const std::tuple<uint16_t, bool, uint32_t, const char*, uint32_t, uint16_t, uint16_t> rows[] = {
         {20, true, 0, "LATENCY_REQ hw=1000us latency=2000us", 3000, 100, 0x04},
         {0, true, 5000, "LATENCY_REQ hw=1000us request=5000us latency=5000us", 6000, 100, 0x04},
         {30, false, 5000, "LATENCY_REQ hw=1000us request=5000us latency=3000us", 4000, 0, 0},
     };
-    for (const auto& r : rows) {
-        Target target([&r](Out& o) {
+    for (const auto& [latency, answers, request, line, total, profileMin, profileFlags] : rows) {
+        Target target([&](Out& o) {
             o.hardwareLatency = 10, o.profileMin = 100, o.profileMax = 200, o.profileFlags = 0x04;
-            o.latency = r.latency, o.answerProfile = r.profile;
+            o.latency = latency, o.answerProfile = answers;
         });
         capture.clear();
         Sync sync;
         ASSERT_TRUE(sync.open(1, 10000, 0, "test host", 0));
-        ASSERT_TRUE(TESTING::getInfoPatiently(sync, target.control(), r.request));
-        EXPECT_TRUE(capture.contains(r.line)) << r.line;
+        ASSERT_TRUE(TESTING::getInfoPatiently(sync, target.control(), request));
+        EXPECT_TRUE(capture.contains(line)) << line;
         EXPECT_EQ(std::tuple(sync.getLatency(), sync.config.profileMin, sync.config.profileFlags,
                              sync.config.cycle),
-                  std::tuple(r.total, r.profileMin, r.profileFlags, 0u))
-            << r.line;
+                  std::tuple(total, profileMin, profileFlags, 0u))
+            << line;
         EXPECT_TRUE(sync.isAlive());
     }
 }
