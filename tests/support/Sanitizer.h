@@ -1,15 +1,13 @@
 #pragma once
 // Whether this build runs under AddressSanitizer or ThreadSanitizer, which slow the code several times:
 // end-to-end tests shorten their heaviest streams there, so that the software Target keeps up.
-#ifndef __has_feature
-#define __has_feature(x) 0
-#endif
 
 namespace TESTING {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || __has_feature(address_sanitizer) ||     \
-    __has_feature(thread_sanitizer)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
 #else
 constexpr bool kSanitized = false;
 #endif
