@@ -8,7 +8,8 @@ namespace {
 std::atomic<uint64_t> allocations{0};
 }
 
-// The replacements pair malloc with free by design; the compiler can't see that they belong together.
+// Every form is replaced, so that a sanitizer's own never meets malloc's memory. The replacements pair malloc
+// with free by design; the compiler can't see that they belong together.
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 
 void* operator new(std::size_t size) {
@@ -32,10 +33,6 @@ void operator delete[](void* p, std::size_t) noexcept {
     std::free(p);
 }
 
-namespace TESTING {
-
-uint64_t allocationCount() {
+uint64_t TESTING::allocationCount() {
     return allocations.load(std::memory_order_relaxed);
 }
-
-} // namespace TESTING

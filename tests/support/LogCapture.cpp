@@ -18,27 +18,21 @@ void onLine(const char* text) {
     if (capturing) captured.emplace_back(text);
 }
 
-std::string messageOf(const std::string& line) {
-    const auto at = line.find("localhost ");
-    return at == std::string::npos ? line : line.substr(at + 10);
+void capture(bool on) {
+    std::lock_guard<std::mutex> lock(captureMutex);
+    captured.clear(), capturing = on;
 }
 } // namespace
 
 LogCapture::LogCapture(int32_t level) {
     BRINA::initLog(16, onLine, 19640);
-    {
-        std::lock_guard<std::mutex> lock(captureMutex);
-        captured.clear();
-        capturing = true;
-    }
+    capture(true);
     BRINA::setLogLevel(level);
 }
 
 LogCapture::~LogCapture() {
     BRINA::setLogLevel(-1);
-    std::lock_guard<std::mutex> lock(captureMutex);
-    capturing = false;
-    captured.clear();
+    capture(false);
 }
 
 std::vector<std::string> LogCapture::lines() const {
@@ -47,9 +41,9 @@ std::vector<std::string> LogCapture::lines() const {
 }
 
 std::vector<std::string> LogCapture::messages() const {
-    std::vector<std::string> out;
-    for (const auto& line : lines())
-        out.push_back(messageOf(line));
+    std::vector<std::string> out = lines();
+    for (auto& line : out) // without the header, which ends in the host name
+        if (const auto at = line.find("localhost "); at != std::string::npos) line.erase(0, at + 10);
     return out;
 }
 

@@ -11,7 +11,7 @@ namespace TESTING {
 
 class RunningProgram {
 public:
-    // program: its path below the build folder; output (stdout and stderr) goes to a file of the test.
+    // program: its path below the build folder, or from the root; stdout and stderr go to a file of the test.
     RunningProgram(const std::string& program, const std::vector<std::string>& arguments);
     // Kills the program if it still runs, and removes its output file.
     ~RunningProgram();

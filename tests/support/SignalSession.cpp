@@ -27,8 +27,7 @@ void SignalSession::prepareSignal(double seconds) {
     const uint32_t frameBytes = getSourceFormat().bytesPerFrame();
     framesPerSecond = frameBytes == 0 ? 0 : getSourceFormat().bytesPerSecond() / frameBytes;
     blockFrames = static_cast<uint32_t>(std::max<uint64_t>(1, framesPerSecond / 100));
-    const auto blocks = static_cast<uint64_t>(std::ceil(seconds * 100));
-    totalFrames = blocks * blockFrames;
+    totalFrames = static_cast<uint64_t>(std::ceil(seconds * 100)) * blockFrames;
     signal.resize(totalFrames * frameBytes);
     TestSignal(getSourceFormat()).render(0, static_cast<uint32_t>(totalFrames), signal.data());
     silence.assign(uint64_t{blockFrames} * frameBytes, getSourceFormat().muteByte());
@@ -53,11 +52,9 @@ bool SignalSession::connect() {
     return Sync::connect();
 }
 
-bool SignalSession::streamAll(uint32_t playAfterMs) {
+bool SignalSession::streamAll() {
     if (!connectPrepare() || !connect() || !connectWait() || getState() != Streaming) return false;
-    if (playAfterMs != 0) std::this_thread::sleep_for(std::chrono::milliseconds(playAfterMs));
     play();
-    // The signal's own length and ten seconds more, for a busy machine.
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10) +
                        std::chrono::milliseconds(totalFrames * 1000 / std::max<uint64_t>(1, framesPerSecond));
     while (!signalTaken() && getState() == Streaming && std::chrono::steady_clock::now() < limit)
@@ -65,20 +62,6 @@ bool SignalSession::streamAll(uint32_t playAfterMs) {
     const bool taken = signalTaken() && getState() == Streaming;
     disconnect();
     return taken && getState() == Idle && !hasWorker();
-}
-
-bool SignalSession::startWorker() {
-    if (!gated) return Sync::startWorker();
-    return startWorkerAfter([this] {
-        std::unique_lock<std::mutex> lock(gateMutex);
-        gateOpened.wait_for(lock, std::chrono::seconds(10), [this] { return gateIsOpen; });
-    });
-}
-
-void SignalSession::openGate() {
-    std::lock_guard<std::mutex> lock(gateMutex);
-    gateIsOpen = true;
-    gateOpened.notify_all();
 }
 
 } // namespace TESTING

@@ -8,9 +8,7 @@
 #include "transport/Sync.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <vector>
 
 namespace TESTING {
@@ -33,29 +31,19 @@ public:
     bool getNewStream(TESSERA::Stream& out) override;
     // Each stream starts at the signal's first frame.
     bool connect() override;
-    // One whole stream: prepare, connect, wait, play (after playAfterMs of silence), and disconnect once the
-    // worker has taken the whole signal. True when all of that went as it should and the worker has ended.
-    bool streamAll(uint32_t playAfterMs = 0);
-    // A worker that starts only when the gate opens, so that a test can be in connectWait first.
-    bool startWorker() override;
-    void openGate();
-
+    // One whole stream: prepare, connect, wait, play, and disconnect once the worker has taken the whole
+    // signal, or after its length and ten seconds more. True when all went as it should and the worker ended.
+    bool streamAll();
     uint64_t signalFrames() const { return totalFrames; }
-    // Every frame of the signal has gone to the worker.
-    bool signalTaken() const { return handedOut.load() >= totalFrames; }
-    // Frames of the signal handed to the worker in this stream; the worker writes, tests read.
-    std::atomic<uint64_t> handedOut{0};
-    bool gated = false;
 
 private:
-    std::vector<uint8_t> signal;  // the whole signal, in the source format
-    std::vector<uint8_t> silence; // one block of the source format's mute byte
+    bool signalTaken() const { return handedOut.load() >= totalFrames; }
+    std::atomic<uint64_t> handedOut{0}; // frames of the signal handed out in this stream; the worker writes
+    std::vector<uint8_t> signal;        // the whole signal, in the source format
+    std::vector<uint8_t> silence;       // one block of the source format's mute byte
     uint32_t blockFrames = 0;
     uint64_t totalFrames = 0;
     uint64_t framesPerSecond = 0;
-    std::mutex gateMutex;
-    std::condition_variable gateOpened;
-    bool gateIsOpen = false;
 };
 
 } // namespace TESTING

@@ -11,262 +11,142 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
+#include <tuple>
 
 namespace {
 
 using namespace TESSERA;
+using Out = OutputConfig;
 
-// A Target on ::1 whose request lines the test can read.
-class Target {
-public:
-    explicit Target(const std::function<void(OutputConfig&)>& tweak, uint16_t discoveryPort = 0) {
+// A Target on ::1 with every capability but what the shape takes away, whose requests the test reads.
+struct Target {
+    explicit Target(const std::function<void(Out&)>& shape, uint16_t discoveryPort = 0) {
         TargetConfig config;
-        config.bindAddress = TESTING::loopbackAddress();
-        config.discoveryPort = discoveryPort;
-        OutputConfig& out = config.outputs[0];
-        out.pcmMask = Capabilities::defaultPcm();
-        out.dsdLsbMask = Capabilities::defaultDsd(true);
-        out.dsdMsbMask = Capabilities::defaultDsd(false);
-        tweak(out);
+        config.bindAddress = TESTING::loopbackAddress(), config.discoveryPort = discoveryPort;
+        Out& o = config.outputs[0];
+        o.pcmMask = Capabilities::defaultPcm();
+        o.dsdLsbMask = Capabilities::defaultDsd(true), o.dsdMsbMask = Capabilities::defaultDsd(false);
+        if (shape) shape(o);
         target = std::make_unique<SoftwareTarget>(config);
-        target->logger().setObserver([this](const std::string& line) {
+        target->logger().setObserver([this](const std::string& line) { // the requests by their first word
             std::lock_guard<std::mutex> lock(mutex);
-            lines.push_back(line);
+            if (line.find("_REQ") != std::string::npos)
+                asked += line.substr(0, line.find_first_of(" :_")) + " ";
         });
         std::string error;
-        started = target->start(error);
-        EXPECT_TRUE(started) << error;
+        EXPECT_TRUE(target->start(error)) << error;
     }
-    // The Target's threads log through the observer until it stops: stop it before the lines go.
-    ~Target() { target.reset(); }
+    ~Target() { target.reset(); } // its threads log through the observer until it stops
     BRINA::IPAddress control() const { return TESTING::loopbackAddress(target->controlPort(0)); }
-    // The requests in the order they came, by their first word.
-    std::vector<std::string> requests() {
+    std::string requests() {
         std::lock_guard<std::mutex> lock(mutex);
-        std::vector<std::string> out;
-        for (const auto& l : lines)
-            if (l.find("_REQ") != std::string::npos) out.push_back(l.substr(0, l.find_first_of(" :")));
-        return out;
+        return asked;
     }
-    bool started = false;
     std::unique_ptr<SoftwareTarget> target;
-
-private:
     std::mutex mutex;
-    std::vector<std::string> lines;
+    std::string asked;
 };
 
 TEST(SyncSessionTest, DataSizeLimits) {
-    struct Row {
-        uint16_t mtu, max, size, count;
-    } rows[] = {{1500, 15000, 1428, 10}, {1500, 0xFFFF, 1428, 0xFFFF}, {9000, 0xFFFF, 8928, 0xFFFF},
-                {9000, 20000, 8928, 2},  {576, 15000, 510, 26},        {64, 15000, 0, 234},
-                {10, 15000, 0, 1500},    {0, 15000, 0, 0xFFFF},        {1492, 15000, 1422, 10},
-                {1280, 15000, 1214, 11}, {66, 15000, 0, 227},          {74, 15000, 2, 202}};
-    for (const auto& r : rows) {
+    const uint16_t rows[][4] = {
+        // clang-format off
+        {1500, 15000, 1428, 10}, {1500, 0xFFFF, 1428, 0xFFFF}, {9000, 20000, 8928, 2}, {576, 15000, 510, 26},
+        {64, 15000, 0, 234}, {0, 15000, 0, 0xFFFF}, {1492, 15000, 1422, 10}, {1280, 15000, 1214, 11},
+        {74, 15000, 2, 202}, // the mask 0xFFF6 clears bit 3 too; a repeat, 8 bytes longer, fits in the MTU less 48
+        // clang-format on
+    };
+    for (const auto& [mtu, max, size, count] : rows) {
         Sync sync;
-        sync.setDataSize(r.mtu, r.max);
-        // The mask 0xFFF6 clears bit 3 too; a repeat, up to 8 bytes longer, still fits in the MTU less 48.
-        EXPECT_EQ(sync.getMaxPacketSize(), r.size) << r.mtu;
-        EXPECT_EQ(sync.getMaxPacketCount(), r.count) << r.mtu << "," << r.max;
+        sync.setDataSize(mtu, max);
+        EXPECT_EQ(std::tuple(sync.getMaxPacketSize(), sync.getMaxPacketCount()), std::tuple(size, count))
+            << mtu << "," << max;
     }
 }
 
+const StreamFormat kPcm(0x602, 0x000E), kLsb(0x02510002, 0x0202), kMsb(0x02A10002, 0x0402), kNone;
+
 TEST(SyncSessionTest, NegotiatesWhatTheTargetOffers) {
-    const StreamFormat pcm(0x602, 0x000E), lsb(0x02510002, 0x0202), msb(0x02A10002, 0x0402);
-    struct Row {
-        const char* name;
-        std::function<void(OutputConfig&)> tweak;
-        uint32_t latencyRequest;
-        bool nopBreak;
-        bool ok;
+    const struct { // the Target's masks, MTU and bytes a cycle, whether it answers DATASIZE; the Host's
         StreamFormat pcm, lsb, msb;
+        uint16_t mtu, perCycle;
+        bool answers;
+        uint32_t latency; // asked for
+        bool nopBreak, ok;
         uint16_t size, count;
-        std::vector<std::string> requests;
+        const char* requests;
     } rows[] = {
-        {"PCM only",
-         [&](OutputConfig& o) { o.pcmMask = pcm, o.dsdLsbMask = o.dsdMsbMask = StreamFormat(); },
-         0,
-         false,
-         true,
-         pcm,
-         {},
-         {},
-         1428,
-         10,
-         {"FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
-        {"DSD of both bit orders",
-         [&](OutputConfig& o) { o.pcmMask = StreamFormat(), o.dsdLsbMask = lsb, o.dsdMsbMask = msb; },
-         0,
-         false,
-         true,
-         {},
-         lsb,
-         msb,
-         1428,
-         10,
-         {"FORMAT_REQ", "FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
-        {"DSD of bit order LSB only, NOPBREAK first",
-         [&](OutputConfig& o) {
-             o.pcmMask = StreamFormat(), o.dsdLsbMask = lsb, o.dsdMsbMask = StreamFormat();
-         },
-         0,
-         true,
-         true,
-         {},
-         lsb,
-         {},
-         1428,
-         10,
-         {"NOPBREAK_REQ", "FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
-        {"DSD kinds in the overview without a bit order: no DSD question",
-         [&](OutputConfig& o) {
-             o.pcmMask = StreamFormat(pcm.type() | 0x00010000u, pcm.rateBits()),
-             o.dsdLsbMask = o.dsdMsbMask = StreamFormat();
-         },
-         0,
-         false,
-         true,
-         StreamFormat(pcm.type() | 0x00010000u, pcm.rateBits()),
-         {},
-         {},
-         1428,
-         10,
-         {"FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
-        {"DSD of bit order MSB only",
-         [&](OutputConfig& o) { o.pcmMask = o.dsdLsbMask = StreamFormat(), o.dsdMsbMask = msb; },
-         0,
-         false,
-         true,
-         {},
-         {},
-         msb,
-         1428,
-         10,
-         {"FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
-        {"no capabilities at all",
-         [&](OutputConfig& o) { o.pcmMask = o.dsdLsbMask = o.dsdMsbMask = StreamFormat(); },
-         0,
-         false,
-         false,
-         {},
-         {},
-         {},
-         1428,
-         10,
-         {"FORMAT_REQ"}},
-        {"no answer on the data size: the defaults stay",
-         [&](OutputConfig& o) {
-             o.pcmMask = pcm, o.dsdLsbMask = o.dsdMsbMask = StreamFormat(), o.answerDataSize = false,
-             o.mtu = 9000;
-         },
-         0,
-         false,
-         true,
-         pcm,
-         {},
-         {},
-         1428,
-         10,
-         {"FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "DATASIZE_REQ", "DATASIZE_REQ",
-          "DATASIZE_REQ"}},
-        {"jumbo frames, no count limit, a latency asked for",
-         [&](OutputConfig& o) {
-             o.pcmMask = pcm, o.dsdLsbMask = o.dsdMsbMask = StreamFormat(), o.mtu = 9000,
-             o.bytesPerCycle = 0xFFFF;
-         },
-         5000,
-         false,
-         true,
-         pcm,
-         {},
-         {},
-         8928,
-         0xFFFF,
-         {"FORMAT_REQ", "FORMAT_REQ", "PROFILE_REQ", "LATENCY_REQ", "LATENCY_REQ", "DATASIZE_REQ"}},
-    };
-    // A question asked more often than the row expects means a try went unanswered within its 10 ms: a
-    // Target thread that a busy machine held up, not the Host's order. Such a row is negotiated anew, up to
-    // three times; a fault of the Host shows in every one.
-    const auto triedAgain = [](const std::vector<std::string>& seen,
-                               const std::vector<std::string>& expected) {
-        for (const auto& request : seen)
-            if (std::count(seen.begin(), seen.end(), request) >
-                std::count(expected.begin(), expected.end(), request))
-                return true;
-        return false;
+        // clang-format off
+        {kPcm, kNone, kNone, 1500, 15000, true, 0, false, true, 1428, 10, "FORMAT FORMAT PROFILE LATENCY DATASIZE "},
+        {kNone, kLsb, kMsb, 1500, 15000, true, 0, false, true, 1428, 10, "FORMAT FORMAT FORMAT PROFILE LATENCY DATASIZE "},
+        {kNone, kLsb, kNone, 1500, 15000, true, 0, true, true, 1428, 10, "NOPBREAK FORMAT FORMAT PROFILE LATENCY DATASIZE "},
+        {kNone, kNone, kMsb, 1500, 15000, true, 0, false, true, 1428, 10, "FORMAT FORMAT PROFILE LATENCY DATASIZE "},
+        {StreamFormat(0x10602, 0x0E), kNone, kNone, 1500, 15000, true, 0, false, true, 1428, 10, "FORMAT FORMAT PROFILE LATENCY DATASIZE "},
+        {kNone, kNone, kNone, 1500, 15000, true, 0, false, false, 0, 0, "FORMAT "},
+        {kPcm, kNone, kNone, 9000, 15000, false, 0, false, true, 1428, 10, "FORMAT FORMAT PROFILE LATENCY DATASIZE DATASIZE DATASIZE "},
+        {kPcm, kNone, kNone, 9000, 0xFFFF, true, 5000, false, true, 8928, 0xFFFF, "FORMAT FORMAT PROFILE LATENCY LATENCY DATASIZE "},
+        // clang-format on
     };
     for (const auto& r : rows) {
+        SCOPED_TRACE(r.requests);
         std::unique_ptr<Target> target;
-        std::unique_ptr<Sync> session;
+        std::unique_ptr<Sync> sync;
         bool answered = false;
-        std::vector<std::string> requests;
+        // A question asked twice that the row asks once went unanswered within its 10 ms: a Target thread
+        // that a busy machine held up, not the Host's order. Such a row is negotiated anew, three times at
+        // most.
         for (int attempt = 0; attempt < 3; ++attempt) {
-            session.reset();
-            target = std::make_unique<Target>(r.tweak);
-            ASSERT_TRUE(target->started) << r.name;
-            session = std::make_unique<Sync>();
-            ASSERT_TRUE(session->open(1, 10000, 0, "test host", 0x4152544e49555151ull)) << r.name;
+            sync.reset();
+            target = std::make_unique<Target>([&r](Out& o) {
+                o.pcmMask = r.pcm, o.dsdLsbMask = r.lsb, o.dsdMsbMask = r.msb;
+                o.mtu = r.mtu, o.bytesPerCycle = r.perCycle, o.answerDataSize = r.answers;
+            });
+            sync = std::make_unique<Sync>();
+            ASSERT_TRUE(sync->open(1, 10000, 0, "test host", 0x4152544e49555151ull));
             // A failing row starts from the masks of an earlier negotiation, which it must not keep.
-            const bool earlier =
-                r.ok || SessionSetup::negotiate(*session, Target([](OutputConfig&) {}).control(), 0, false,
-                                                TESTING::kTestPatience);
-            ASSERT_TRUE(earlier) << r.name;
-            answered = session->getInfo(target->control(), r.latencyRequest, r.nopBreak);
-            requests = target->requests();
-            if (!triedAgain(requests, r.requests)) break;
+            ASSERT_TRUE(r.ok || SessionSetup::negotiate(*sync, Target([](Out&) {}).control(), 0, false,
+                                                        TESTING::kTestPatience));
+            answered = sync->getInfo(target->control(), r.latency, r.nopBreak);
+            if (target->requests() == r.requests) break;
         }
-        Sync& sync = *session;
-        EXPECT_EQ(answered, r.ok) << r.name;
-        EXPECT_EQ(requests, r.requests) << r.name;
-        EXPECT_EQ(sync.getPcmMask(), r.pcm) << r.name;
-        EXPECT_EQ(sync.getDsdLsbMask(), r.lsb) << r.name;
-        EXPECT_EQ(sync.getDsdMsbMask(), r.msb) << r.name;
+        EXPECT_EQ(answered, r.ok);
+        EXPECT_EQ(target->requests(), r.requests);
+        EXPECT_EQ(std::tuple(sync->getPcmMask(), sync->getDsdLsbMask(), sync->getDsdMsbMask()),
+                  std::tuple(r.pcm, r.lsb, r.msb));
         if (!r.ok) continue;
-        EXPECT_EQ(sync.getMaxPacketSize(), r.size) << r.name;
-        EXPECT_EQ(sync.getMaxPacketCount(), r.count) << r.name;
-        EXPECT_EQ(sync.getTarget(), target->control()) << r.name;
-        EXPECT_EQ(sync.getTargetLog().port(), 19642) << r.name;
+        EXPECT_EQ(std::tuple(sync->getMaxPacketSize(), sync->getMaxPacketCount(), sync->getTarget(),
+                             sync->getTargetLog().port()),
+                  std::tuple(r.size, r.count, target->control(), 19642));
     }
 }
 
 TEST(SyncSessionTest, LatencyAndProfile) {
     TESTING::LogCapture capture(7);
-    struct Row {
-        uint16_t targetLatency; // 0: the Target takes the request
-        bool answerProfile;
-        uint32_t request;
-        const char* line;
-        uint32_t total;
-        uint16_t profileMin;
-    } rows[] = {
-        {20, true, 0, "LATENCY_REQ hw=1000us latency=2000us", 3000, 100},
-        {0, true, 5000, "LATENCY_REQ hw=1000us request=5000us latency=5000us", 6000, 100},
-        {30, false, 5000, "LATENCY_REQ hw=1000us request=5000us latency=3000us", 4000, 0},
+    // The Target's latency, whether it answers PROFILE; the latency asked for, the line, the total latency
+    // and the profile learnt.
+    const std::tuple<uint16_t, bool, uint32_t, const char*, uint32_t, uint16_t, uint16_t> rows[] = {
+        {20, true, 0, "LATENCY_REQ hw=1000us latency=2000us", 3000, 100, 0x04},
+        {0, true, 5000, "LATENCY_REQ hw=1000us request=5000us latency=5000us", 6000, 100, 0x04},
+        {30, false, 5000, "LATENCY_REQ hw=1000us request=5000us latency=3000us", 4000, 0, 0},
     };
-    for (const auto& r : rows) {
-        Target target([&](OutputConfig& o) {
-            o.latency = r.targetLatency, o.hardwareLatency = 10, o.answerProfile = r.answerProfile;
-            o.profileMin = 100, o.profileMax = 200, o.profileFlags = 0x04;
+    for (const auto& [latency, answers, request, line, total, profileMin, profileFlags] : rows) {
+        Target target([&](Out& o) {
+            o.hardwareLatency = 10, o.profileMin = 100, o.profileMax = 200, o.profileFlags = 0x04;
+            o.latency = latency, o.answerProfile = answers;
         });
         capture.clear();
         Sync sync;
         ASSERT_TRUE(sync.open(1, 10000, 0, "test host", 0));
-        ASSERT_TRUE(
-            SessionSetup::negotiate(sync, target.control(), r.request, false, TESTING::kTestPatience));
-        EXPECT_TRUE(capture.contains(r.line)) << r.line;
-        EXPECT_EQ(sync.getLatency(), r.total) << r.line;
-        EXPECT_EQ(sync.getConfig().profileMin, r.profileMin) << r.line;
-        EXPECT_EQ(sync.getConfig().profileFlags, r.answerProfile ? 0x04 : 0) << r.line;
-        EXPECT_EQ(sync.getConfig().cycle, 0u);
+        ASSERT_TRUE(SessionSetup::negotiate(sync, target.control(), request, false, TESTING::kTestPatience));
+        EXPECT_TRUE(capture.contains(line)) << line;
+        EXPECT_EQ(std::tuple(sync.getLatency(), sync.getConfig().profileMin, sync.getConfig().profileFlags,
+                             sync.getConfig().cycle),
+                  std::tuple(total, profileMin, profileFlags, 0u))
+            << line;
         EXPECT_TRUE(sync.isAlive());
     }
 }
@@ -274,28 +154,19 @@ TEST(SyncSessionTest, LatencyAndProfile) {
 TEST(SyncSessionTest, TargetLogLinesArriveOnlyAtLevelSix) {
     for (int32_t level : {6, 4}) {
         TESTING::LogCapture capture(level);
-        Target target([](OutputConfig&) {}, 19642);
-        ASSERT_TRUE(target.started);
+        Target target(nullptr, 19642);
         Sync sync;
         ASSERT_TRUE(sync.open(1, 10000, 0, "test host", 0));
         EXPECT_EQ(sync.logsTarget(), level >= 6);
         ASSERT_TRUE(SessionSetup::negotiate(sync, target.control(), 0, false, TESTING::kTestPatience));
-        bool arrived = false;
-        // The Target sends its lines from then on; give them up to two seconds to come in.
-        for (int i = 0; i < 40 && !arrived && level >= 6; ++i) {
+        bool arrived = false; // the Target sends its lines from then on; up to two seconds for them to come
+        for (int i = 0; i < 40 && !arrived; ++i) {
             target.target->log("a line of the Target");
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            std::this_thread::sleep_for(std::chrono::milliseconds(level >= 6 ? 50 : 5));
             arrived = capture.contains("Target: a line of the Target");
         }
         EXPECT_EQ(arrived, level >= 6);
-        if (level < 6) {
-            std::this_thread::sleep_for(
-                std::chrono::milliseconds(200)); // time for a request that shouldn't come
-            for (const auto& m : capture.messages())
-                EXPECT_NE(m.rfind("Target: ", 0), 0u) << m;
-        }
-        const auto requests = target.requests();
-        EXPECT_EQ(std::count(requests.begin(), requests.end(), "TARGETLOG_REQ") != 0, level >= 6) << level;
+        EXPECT_EQ(target.requests().find("TARGETLOG") != std::string::npos, level >= 6) << level;
         sync.close();
     }
 }
