@@ -1,8 +1,8 @@
 #include "tests/support/PrivateLink.h"
 
 #include "BRINA/ProcessEnvironment.h"
-#include "tests/support/TargetNest.h"
 
+#include <fcntl.h>
 #include <net/if.h>
 #include <sched.h>
 #include <unistd.h>
@@ -21,8 +21,19 @@ bool shell(const std::string& command) {
     return std::system(command.c_str()) == 0;
 }
 
-bool inOwnNamespace() {
-    return BRINA::checkNetworkNamespace() == BRINA::NamespaceCheck::Own;
+// Inherited by the ip program, which reaches the namespace as /proc/self/fd/N.
+int namespaceHere() {
+    return open("/proc/thread-self/ns/net", O_RDONLY);
+}
+
+// The first link-local address of the calling thread's namespace, within 10 s.
+bool firstAddress(BRINA::IPAddress& address) {
+    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    BRINA::LocalAddressMap addresses;
+    while ((!BRINA::getMyLocalAddresV6(addresses, false) || addresses.empty()) && Clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    if (!addresses.empty()) address = addresses.begin()->first;
+    return !addresses.empty();
 }
 
 } // namespace
@@ -36,40 +47,66 @@ bool PrivateLink::enterOwnNamespace(std::string& why) {
         why = "can't unshare a network namespace";
         return false;
     }
-    if (!inOwnNamespace()) {
+    if (BRINA::checkNetworkNamespace() != BRINA::NamespaceCheck::Own) {
         why = "the namespaces can't be compared here (process 1 is hidden), so discovery stays refused";
         return false;
     }
     return true;
 }
 
-PrivateLink::PrivateLink(size_t links) : linkCount(links) {
+PrivateLink::PrivateLink(size_t links) : linkCount(links), home(namespaceHere()) {
     // Never in the machine's namespace: there the links would sit beside real interfaces.
-    if (!inOwnNamespace()) return;
+    if (BRINA::checkNetworkNamespace() != BRINA::NamespaceCheck::Own) return;
     if (!shell("ip link set lo up && sysctl -qw net.ipv6.conf.default.accept_dad=0")) return;
     for (size_t link = 0; link < links; ++link)
-        if (!shell("ip link add " + linkName(link) +
-                   " type bridge forward_delay 0 mcast_snooping 0 && ip link set " + linkName(link) + " up"))
+        if (!shell("ip link add " + linkName(link) + " type bridge forward_delay 0 mcast_snooping 0 && " +
+                   "ip link set " + linkName(link) + " up"))
             return;
     made = true;
 }
 
 PrivateLink::~PrivateLink() {
-    for (auto& nest : nests)
-        if (nest) nest->stop();
+    for (Nest& nest : nests) {
+        nest.target.reset();
+        close(nest.space);
+    }
+    close(home);
+}
+
+bool PrivateLink::inside(int space, const std::function<bool()>& step) const {
+    if (setns(space, CLONE_NEWNET) != 0) return false;
+    const bool done = step();
+    return setns(home, CLONE_NEWNET) == 0 && done;
 }
 
 int PrivateLink::addTarget(size_t link, TESSERA::TargetConfig config, std::string& error, bool answering) {
-    if (!made || link >= linkCount) {
-        error = "no such link";
+    const std::string n = std::to_string(nests.size());
+    error = "can't make nest " + n;
+    if (!made || link >= linkCount || unshare(CLONE_NEWNET) != 0) return -1;
+    Nest& nest = nests.emplace_back(Nest{namespaceHere(), link, {}, nullptr});
+    const bool set = shell("ip link set lo up && sysctl -qw net.ipv6.conf.default.accept_dad=0");
+    // The Host's end carries no address of its own, as a bridge port.
+    if (setns(home, CLONE_NEWNET) != 0 || !set ||
+        !shell("ip link add tport" + n + " type veth peer name tnest" + n + " netns /proc/self/fd/" +
+               std::to_string(nest.space) + " && sysctl -qw net.ipv6.conf.tport" + n +
+               ".disable_ipv6=1 && ip link set tport" + n + " master " + linkName(link) + " up") ||
+        !inside(nest.space,
+                [&] { return shell("ip link set tnest" + n + " up") && firstAddress(nest.address); }))
         return -1;
-    }
-    const std::string number = std::to_string(nests.size());
-    auto nest = std::make_unique<TargetNest>("tport" + number, "tnest" + number, linkName(link));
-    if (!nest->start(std::move(config), answering, error)) return -1;
-    nests.push_back(std::move(nest));
-    linkOf.push_back(link);
+    nest.address.setPort(config.discoveryPort);
+    nest.address.setScope(linkScope(link));
+    error.clear();
+    if (answering && !startTarget(nests.size() - 1, std::move(config), error)) return -1;
     return static_cast<int>(nests.size() - 1);
+}
+
+bool PrivateLink::startTarget(size_t i, TESSERA::TargetConfig config, std::string& error) {
+    Nest& nest = nests[i];
+    nest.target.reset();
+    return inside(nest.space, [&] {
+        nest.target = std::make_unique<TESSERA::SoftwareTarget>(std::move(config));
+        return nest.target->start(error);
+    });
 }
 
 bool PrivateLink::waitForHostAddresses() const {
@@ -90,26 +127,12 @@ bool PrivateLink::waitForHostAddresses() const {
     return false;
 }
 
-void PrivateLink::removeTarget(size_t i) {
-    nests[i]->stop();
-}
-
 BRINA::IPAddress PrivateLink::targetAddress(size_t i) const {
-    BRINA::IPAddress address = nests[i]->address();
-    address.setScope(linkScope(linkOf[i]));
-    return address;
-}
-
-TESSERA::SoftwareTarget& PrivateLink::target(size_t i) {
-    return nests[i]->target();
+    return nests[i].address;
 }
 
 uint32_t PrivateLink::linkScope(size_t link) const {
     return if_nametoindex(linkName(link).c_str());
-}
-
-std::string PrivateLink::linkName(size_t link) const {
-    return "tlink" + std::to_string(link);
 }
 
 } // namespace TESTING
