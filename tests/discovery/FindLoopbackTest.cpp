@@ -1,199 +1,82 @@
-// The questions put to one receiver on ::1: the exchange under each, its Outputs, the watch's table of them,
-// and its settings and texts.
+// The questions put to one software Target on ::1: its Outputs, its settings and texts, and transfers into
+// its slots, which it loses, refuses and misnames on request, and through a relay that loses a share of the
+// data or changes a byte of it.
 #include "discovery/Find.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/LoopbackTarget.h"
-#include "transport/wire/DiscoveryMessages.h"
+#include "transport/wire/SyncCommands.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <random>
 #include <thread>
 #include <tuple>
 
 namespace {
 
 using BRINA::IPAddress;
-using TESSERA::Find;
 using TESSERA::FindConfig;
-using TESSERA::SendResult;
 using TESSERA::TargetSetting;
+using TESSERA::TargetTransferConfig;
 using Bytes = std::vector<uint8_t>;
+using Windows = std::vector<std::pair<uint16_t, bool>>;
 using Strings = std::vector<std::string>;
 
-struct Opened : Find {
-    explicit Opened(const FindConfig& config = {}) : Find(config) { EXPECT_TRUE(open()); }
+struct Find : TESSERA::Find {
+    explicit Find(const FindConfig& config = {}) : TESSERA::Find(config) { EXPECT_TRUE(open()); }
 };
 
-// A socket on ::1 that answers nothing unless the test makes it.
-struct Quiet {
+// A socket on ::1 that never answers.
+struct Silent {
     BRINA::Socket socket;
     IPAddress address = TESTING::localLoopback();
-    Quiet() { EXPECT_TRUE(socket.open(BRINA::Socket::IPv6Datagram) && socket.bind(address)); }
+    Silent() { EXPECT_TRUE(socket.open(BRINA::Socket::IPv6Datagram) && socket.bind(address)); }
 };
 
-Bytes answer(uint16_t command, bool content) {
-    TESSERA::Packet p(command, 4, 0, 0, 0);
-    if (content) p.header().setFlags(TESSERA::PacketFlag::HasContent);
-    return Bytes(p.data(), p.data() + p.size());
-}
-
-TEST(FindLoopbackTest, TheFirstFittingDatagramEndsTheExchange) {
-    using TESSERA::OUTPUT_ANS;
-    const Bytes fits = answer(OUTPUT_ANS, true),
-                broken{0x63, 0, 0x10, 0, 0x03, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    // clang-format off
-    // script: what the asked socket (false) or a stranger (true) sends back, in turn.
-    const struct { const char* what; std::vector<std::pair<bool, Bytes>> script; SendResult result; } rows[] = {
-        {"answered", {{false, fits}}, SendResult::answered},
-        {"without content, from a stranger", {{true, answer(OUTPUT_ANS, false)}}, SendResult::noContent},
-        {"echo from a stranger", {{true, answer(TESSERA::OUTPUT_REQ, true)}}, SendResult::echoed},
-        {"other command, broken, a stranger's answer, then the answer", {{false, answer(0x11, true)}, {false, broken}, {true, fits}, {false, fits}}, SendResult::answered},
-        {"a stranger's answer only", {{true, fits}}, SendResult::timeout},
-        {"silence", {}, SendResult::timeout},
-    };
-    // clang-format on
-    for (const auto& row : rows) {
-        Quiet asked, stranger;
-        Opened find;
-        std::thread target([&] {
-            Bytes request;
-            IPAddress host;
-            if (asked.socket.wait(1'000'000) != BRINA::Socket::WaitReadable ||
-                !asked.socket.receive(request, host))
-                return;
-            for (const auto& [fromStranger, bytes] : row.script)
-                (fromStranger ? stranger : asked)
-                    .socket.sendTo(host, bytes.data(), uint32_t(bytes.size()), true);
-        });
-        Bytes got{1, 2, 3};
-        EXPECT_EQ(find.sendAck(asked.address, TESSERA::DiscoveryMessages::outputRequest(0), OUTPUT_ANS, got),
-                  row.result)
-            << row.what;
-        target.join();
-        const bool kept = row.result == SendResult::answered || row.result == SendResult::noContent;
-        EXPECT_EQ(TESSERA::Packet::isValid(BRINA::BufferCS_const(got)), kept) << row.what;
+// The receiver "Lab" with one Output of each version given; version 0 is an Output reported with port 0.
+TESSERA::TargetConfig lab(std::vector<uint16_t> versions) {
+    TESSERA::TargetConfig c;
+    c.name = "Lab";
+    c.outputs.resize(versions.size());
+    for (size_t i = 0; i < versions.size(); ++i) {
+        c.outputs[i].name = "Out" + std::to_string(i + 1);
+        c.outputs[i].protocolVersion = versions[i];
+        c.outputs[i].offered = versions[i] != 0;
     }
+    return c;
 }
 
-TEST(FindLoopbackTest, OutputsWithAPortAndAnAcceptedVersionAndNoneFromASilentOne) {
-    TESSERA::TargetConfig three; // "Line"; one reported with port 0; "Two" of protocol version 2
-    three.outputs.resize(3);
-    three.outputs[0].name = "Line";
-    three.outputs[1].offered = false;
-    three.outputs[2].name = "Two";
-    three.outputs[2].protocolVersion = 2;
-    TESTING::LoopbackTarget t(three);
+TEST(FindLoopbackTest, OutputsWithAPortAndAnAcceptedVersionAndNoneFromASilentReceiver) {
+    TESTING::LoopbackTarget t(lab({1, 0, 2}));
+    Silent silent;
     // clang-format off
-    const struct { uint16_t maxVersion; bool nopBreak; std::vector<size_t> outputs; } rows[] = {
-        {1, false, {0}},
-        {2, true, {0, 2}},
-        {0, false, {0, 2}},
+    const struct { uint16_t maxVersion; bool nopBreak, silent; std::vector<size_t> outputs; } rows[] = {
+        {1, false, false, {0}},
+        {2, true, false, {0, 2}},
+        {0, false, false, {0, 2}},
+        {0, true, true, {}},
     };
     // clang-format on
     for (const auto& row : rows) {
         FindConfig config;
         config.maxVersion = row.maxVersion;
         config.nopBreak = row.nopBreak;
-        Opened find(config);
+        Find find(config);
         TESSERA::OutputMap outputs;
         TESTING::LogCapture log(6);
-        ASSERT_TRUE(find.getOutputs(t.address(), outputs));
+        ASSERT_TRUE(find.getOutputs(row.silent ? silent.address : t.address(), outputs));
         ASSERT_EQ(outputs.size(), row.outputs.size()) << row.maxVersion;
         for (size_t i : row.outputs)
             EXPECT_EQ(std::tie(outputs[t.output(i)].outputIndex, outputs[t.output(i)].outputName),
-                      std::make_tuple(uint16_t(i + 1), three.outputs[i].name));
+                      std::make_tuple(uint16_t(i + 1), "Out" + std::to_string(i + 1)));
         EXPECT_EQ(log.contains("Tessera Find protocol version not much : 1<2"), row.maxVersion == 1);
     }
-    Quiet silent;
-    Opened find;
-    uint16_t count = 9;
-    TESSERA::OutputMap none;
-    EXPECT_TRUE(find.getOutputCount(silent.address, count) && count == 0);
-    EXPECT_TRUE(find.getOutputs(silent.address, none) && none.empty());
 }
 
-// The receiver "Lab" with one Output of each version given.
-TESSERA::TargetConfig lab(std::vector<uint16_t> versions) {
-    TESSERA::TargetConfig c;
-    c.name = "Lab";
-    c.outputs.resize(versions.size());
-    for (size_t i = 0; i < versions.size(); ++i)
-        c.outputs[i].protocolVersion = versions[i];
-    return c;
-}
-
-TEST(FindLoopbackTest, TheTableMergesAtMostOneStaleEntryPerCall) {
-    TESTING::LoopbackTarget t(lab({1, 1, 1}));
-    FindConfig config;
-    config.maxVersion = 0;
-    Opened find(config);
-    TESTING::LogCapture log(6);
-    ASSERT_TRUE(find.addTarget(t.address(), 42, "Lab"));
-    ASSERT_TRUE(find.addTarget(t.address(), 42, "Renamed")); // nothing changed: nothing moves
-    // The table goes in key order, which the system's choice of ports decides.
-    std::map<IPAddress, std::string> byKey;
-    for (size_t i = 0; i < 3; ++i)
-        byKey[t.output(i)] = "Lab " + std::to_string(i + 1);
-    Strings adds, dels;
-    std::list<IPAddress> oldKeys;
-    for (const auto& [key, name] : byKey) {
-        adds.push_back("add Target: " + name), dels.push_back("del Target: " + name), oldKeys.push_back(key);
-    }
-    EXPECT_EQ(log.messages(), adds);
-    TESSERA::TargetTable added;
-    find.takeAdded(added);
-    const TESSERA::Target& second = added[t.output(1)];
-    EXPECT_EQ(std::make_tuple(added.size(), second.outputIndex, second.productId, second.targetName,
-                              second.parentAddress),
-              std::make_tuple(size_t{3}, uint16_t{2}, uint64_t{42}, std::string("Lab"), t.address()));
-
-    // Now one Output of version 2: each call removes one stale entry; the new Output comes at once.
-    t.restart(lab({2}));
-    log.clear();
-    for (uint32_t expected : {3u, 2u, 1u, 1u}) {
-        ASSERT_TRUE(find.addTarget(t.address(), 42, "Lab"));
-        EXPECT_EQ(find.targetCount(), expected);
-    }
-    EXPECT_EQ(log.messages(), (Strings{dels[0], "add Target: Lab 1", dels[1], dels[2]}));
-    std::list<IPAddress> removed;
-    find.takeRemoved(removed);
-    EXPECT_EQ(removed, oldKeys);
-    // Added and gone again before the user looked: nothing to take, though the key is among the removed.
-    find.remTarget(t.address());
-    find.takeAdded(added);
-    find.takeRemoved(removed);
-    EXPECT_TRUE(added.empty() && find.targetCount() == 0);
-    EXPECT_EQ(removed, std::list<IPAddress>{t.output(0)});
-    EXPECT_EQ(log.messages().back(), "rem Target: Lab 1");
-}
-
-TEST(FindLoopbackTest, ProbeAsksOneReceiverAndFilters) {
-    TESTING::LoopbackTarget t(lab({1}));
-    Quiet silent;
-    const uint64_t own = TESSERA::makeProductId("QUINTARA"), none = TESSERA::kNoProduct;
-    // clang-format off
-    const struct { uint64_t targetProduct; bool silent; uint64_t id; const char* name; } rows[] = {
-        {own, false, own, "Lab"},
-        {TESSERA::makeProductId("OTHERPRD"), false, none, "Lab"},
-        {own, true, none, "before"},
-    };
-    // clang-format on
-    for (const auto& row : rows) {
-        FindConfig config;
-        config.targetProduct = row.targetProduct;
-        config.hostName = "Probe";
-        Opened find(config);
-        uint64_t id = 0;
-        std::string name = "before";
-        EXPECT_TRUE(find.probeTarget(row.silent ? silent.address : t.address(), id, name));
-        EXPECT_EQ(std::tie(id, name), std::make_tuple(row.id, std::string(row.name)));
-    }
-    EXPECT_EQ(t.target().status().hostName, "Probe");
-}
-
-TESSERA::TargetConfig withSettings() {
-    TESSERA::TargetConfig c;
-    c.settings = {
+TEST(FindLoopbackTest, SettingsAndTextsWrittenAndReadBack) {
+    TESSERA::TargetConfig config;
+    config.settings = {
         {1, "Volume", 0, 100, 40, "", {}},
         {2, "Trim", -12, 12, -3, "", {}},
         {3, "Mute", 5, 9, 1, "", {}},
@@ -203,26 +86,29 @@ TESSERA::TargetConfig withSettings() {
         {6, "Named", 0, 1, 0, "own text", {"x", "y"}},
         {9, "Odd", 3, 4, 7, "", {}},
     };
-    c.texts.second = "second text";
-    c.texts.items = {"one", "two"};
-    return c;
-}
-
-TEST(FindLoopbackTest, SettingsReadWrittenAndReadBack) {
-    TESTING::LoopbackTarget t(withSettings());
-    Opened find;
+    config.texts.second = "second text";
+    config.texts.items = {"one", "two"};
+    TESTING::LoopbackTarget t(config);
+    Find find;
     // clang-format off
     const struct { const char* name; uint32_t kind; int32_t lowest, highest, value, current; const char* text; Strings choices; } rows[] = {
-        {"Volume", TargetSetting::Number, 0, 100, 40, 40, "", {}},
-        {"Trim", TargetSetting::Number, -12, 12, -3, 9, "", {}},
+        {"Volume", TargetSetting::Number, 0, 100, 80, 80, "", {}},
+        {"Trim", TargetSetting::Number, -12, 12, -5, 7, "", {}},
         {"Mute", TargetSetting::OnOff, 0, 1, 1, 65532, "", {"disable", "enable"}},
-        {"Label", TargetSetting::Text, 0, 0, 0, 0, "Studio", {}},
+        {"Label", TargetSetting::Text, 0, 0, 0, 0, "Booth", {}},
         {"Mode", TargetSetting::Choice, 1, 3, 2, 1, "", {"A", "B", "C"}},
         {"Filter", TargetSetting::NamedChoice, 0, 2, 1, 1, "slow", {"sharp", "slow", "short"}},
         {"Named", TargetSetting::NamedChoice, 0, 1, 0, 0, "own text", {"x", "y"}},
         {"Odd", TargetSetting::Unknown, 0, 0, 7, 4, "", {}},
     };
     // clang-format on
+    // Volume 80 and Trim -5 are taken, 101 and 13 lie outside their ranges, and setting 99 doesn't exist.
+    EXPECT_TRUE(find.setSetting(t.address(), 1, uint16_t{80}) &&
+                !find.setSetting(t.address(), 1, uint16_t{101}));
+    EXPECT_TRUE(find.setSetting(t.address(), 2, uint16_t(-5)) &&
+                !find.setSetting(t.address(), 2, uint16_t{13}));
+    EXPECT_TRUE(find.setSetting(t.address(), 4, std::string("Booth")) &&
+                !find.setSetting(t.address(), 99, uint16_t{1}));
     std::list<TargetSetting> list{TargetSetting{}};
     ASSERT_TRUE(find.getSettings(t.address(), list, false));
     ASSERT_EQ(list.size(), std::size(rows));
@@ -233,59 +119,144 @@ TEST(FindLoopbackTest, SettingsReadWrittenAndReadBack) {
                   std::make_tuple(std::string(row.name), row.kind, row.lowest, row.highest, row.value,
                                   row.current, std::string(row.text), row.choices));
     }
-    // clang-format off
-    const struct { uint16_t number; uint16_t value; bool accepted; int32_t after; } writes[] = {
-        {1, 80, true, 80},
-        {1, 101, false, 80},
-        {2, static_cast<uint16_t>(-5), true, -5},
-        {2, 13, false, -5},
-        {99, 1, false, 0},
+    // The second way of reading gives the kept values; commit true keeps what stands, false goes back.
+    const auto volume = [&](bool second) {
+        EXPECT_TRUE(find.getSettings(t.address(), list, second) && !list.empty());
+        return list.empty() ? -1 : list.front().value;
     };
-    // clang-format on
-    for (const auto& row : writes) {
-        EXPECT_EQ(find.setSetting(t.address(), row.number, row.value), row.accepted) << row.number;
-        EXPECT_TRUE(row.number > 9 || t.target().settings().setting(row.number - 1).value == row.after)
-            << row.number;
-    }
-    ASSERT_TRUE(find.setSetting(t.address(), 4, std::string("Booth")));
-    // Read back: the first way gives the values as they stand, the second the kept ones; true keeps.
-    const auto read = [&](bool second) {
-        std::list<TargetSetting> back;
-        EXPECT_TRUE(find.getSettings(t.address(), back, second) && back.size() == std::size(rows));
-        return back.empty() ? std::make_tuple(-1, -1, std::string())
-                            : std::make_tuple(back.front().value, std::next(back.begin())->value,
-                                              std::next(back.begin(), 3)->text);
-    };
-    EXPECT_EQ(read(false), std::make_tuple(80, -5, std::string("Booth")));
-    EXPECT_EQ(read(true), std::make_tuple(40, -3, std::string("Studio")));
+    EXPECT_EQ(volume(true), 40);
     ASSERT_TRUE(find.commitSettings(t.address(), true));
-    EXPECT_EQ(std::get<0>(read(true)), 80);
+    EXPECT_EQ(volume(true), 80);
     ASSERT_TRUE(find.setSetting(t.address(), 1, uint16_t{10}) && find.commitSettings(t.address(), false));
-    EXPECT_EQ(std::get<0>(read(false)), 80);
-}
+    EXPECT_EQ(volume(false), 80);
 
-TEST(FindLoopbackTest, TextsSelectionAndASilentTarget) {
-    TESTING::LoopbackTarget t(withSettings());
-    Opened find;
-    std::string text = "old";
-    // clang-format off
-    const struct { std::function<bool(std::string&)> ask; const char* text; } texts[] = {
-        {[&](std::string& x) { return find.requestText(t.address(), x); }, "Tessera software Target"},
-        {[&](std::string& x) { return find.requestTextB(t.address(), x); }, "second text"},
-        {[&](std::string& x) { return find.requestItemText(t.address(), 2, x); }, "two"},
-        {[&](std::string& x) { return find.requestItemText(t.address(), 3, x); }, ""},
-    };
-    // clang-format on
-    for (const auto& row : texts)
-        EXPECT_TRUE(row.ask(text) && text == row.text) << row.text;
+    std::string first, second, item, beyond = "old";
+    EXPECT_TRUE(find.requestText(t.address(), first) && find.requestTextB(t.address(), second) &&
+                find.requestItemText(t.address(), 2, item) && find.requestItemText(t.address(), 3, beyond));
+    EXPECT_EQ(std::tie(first, second, item, beyond),
+              std::make_tuple(std::string("Tessera software Target"), std::string("second text"),
+                              std::string("two"), std::string()));
     EXPECT_TRUE(find.selectItem(t.address(), true, 5) && t.target().settings().selected() == 5);
     EXPECT_TRUE(find.selectItem(t.address(), false, 5) && t.target().settings().selected() == 0);
-    EXPECT_TRUE(find.pingTarget(t.address()));
-    Quiet silent;
-    std::list<TargetSetting> list;
-    EXPECT_FALSE(find.pingTarget(silent.address) || find.getSettings(silent.address, list, false));
-    EXPECT_FALSE(find.requestText(silent.address, text));
-    EXPECT_TRUE(text.empty());
+    // A silent Target: every request false, and the text left empty.
+    Silent silent;
+    EXPECT_TRUE(find.pingTarget(t.address()) && !find.pingTarget(silent.address));
+    EXPECT_FALSE(find.requestText(silent.address, first) || find.getSettings(silent.address, list, false));
+    EXPECT_TRUE(first.empty());
+}
+
+Bytes randomBytes(size_t length) {
+    std::mt19937 random(static_cast<uint32_t>(length));
+    Bytes data(length);
+    for (uint8_t& b : data)
+        b = static_cast<uint8_t>(random());
+    return data;
+}
+
+// Two slots of 4 blocks of 8 packets of 1,000 bytes, the window limit given, and the faults: the first
+// arrival of sequence drop lost, silent windows unacknowledged, refusals, the sequence after the last
+// acknowledged, another slot named.
+TargetTransferConfig shaped(uint16_t limit, int32_t drop = -1, uint32_t silent = 0, bool refuse = false,
+                            bool following = false, bool wrong = false) {
+    return {2, limit, 1000, 8, 4, drop, silent, refuse, following, wrong};
+}
+
+// A Target on ::1 whose slots take transfers as transfer says, and a Find opened to reach it.
+struct Slots : TESSERA::Find {
+    TESTING::LoopbackTarget target;
+    static TESSERA::TargetConfig with(const TargetTransferConfig& transfer) {
+        TESSERA::TargetConfig c;
+        c.transfer = transfer;
+        return c;
+    }
+    explicit Slots(const TargetTransferConfig& transfer) : Find({}), target(with(transfer)) {
+        EXPECT_TRUE(open());
+    }
+    bool send(int slot, const Bytes& data, unsigned limit = 0, const IPAddress* via = nullptr) {
+        return Transfer(via ? *via : target.address(), slot, BRINA::BufferCS_const(data), limit);
+    }
+    const TESSERA::TargetTransfer& slots() { return target.target().transfers(); }
+};
+
+TEST(FindLoopbackTest, OutcomesTheirLinesAndTheWindows) {
+    const uint16_t none = 0xFFFF;
+    const Windows two{{0, false}, {1, true}, {2, false}, {3, true}};
+    // clang-format off
+    // seen: (sequence, last of window) of each TRANSFER_DATA in the order the Target saw them; empty: not looked at.
+    const struct { const char* what; TargetTransferConfig target; int slot; size_t length; unsigned limit; bool ok; size_t arrivals; const char* line; Windows seen; } rows[] = {
+        {"whole", shaped(none), 1, 20'000, 0, true, 20, "compleat Transfer ", {}},
+        {"empty", shaped(none), 0, 0, 0, true, 0, "compleat Transfer ", {}},
+        {"slot beyond the slots", shaped(none), 2, 10, 0, false, 0, nullptr, {}},
+        {"larger than the slot", shaped(none), 0, 32'001, 0, false, 0, nullptr, {}},
+        {"a lost packet: 3 to 7 again", shaped(none, 3), 0, 8000, 0, true, 13, "Retry Detect err 7 3", {}},
+        {"the sequence after the last", shaped(none, -1, 0, false, true), 0, 3000, 0, true, 3, "Retry Redy Pass 2 3", {}},
+        {"refused", shaped(none, -1, 0, true), 0, 3000, 0, false, 3, "Transfer NAK error ", {}},
+        {"another slot named", shaped(none, -1, 0, false, false, true), 0, 3000, 0, false, 3, "Transfer NO error ", {}},
+        {"never acknowledged", shaped(none, -1, 100), 0, 1000, 0, false, 11, "Transfer error 11", {}},
+        {"the Target's window limit", shaped(1500), 0, 4000, 0, true, 4, nullptr, two},
+        {"the caller's window limit", shaped(none), 0, 4000, 1500, true, 4, nullptr, two},
+        {"one silence: the window again, then 1,000 bytes less", shaped(1500, -1, 1), 0, 4000, 0, true, 6, "resend 2", {{0, false}, {1, true}, {0, false}, {1, true}, {2, true}, {3, true}}},
+    };
+    // clang-format on
+    for (const auto& row : rows) {
+        Slots t(row.target);
+        const Bytes data = randomBytes(row.length);
+        TESTING::LogCapture log(6);
+        EXPECT_EQ(t.send(row.slot, data, row.limit), row.ok) << row.what;
+        Windows seen;
+        for (const Bytes& a : t.slots().arrivals())
+            seen.emplace_back(a[10] | a[11] << 8, (a[9] & 0x80) != 0);
+        EXPECT_EQ(seen.size(), row.arrivals) << row.what;
+        EXPECT_TRUE(row.seen.empty() || seen == row.seen) << row.what;
+        EXPECT_TRUE(row.line == nullptr || log.contains(row.line)) << row.what;
+        EXPECT_TRUE(!row.ok || t.slots().slot(row.slot) == data) << row.what;
+    }
+}
+
+// Between the Host and a Target on ::1: loses each TRANSFER_DATA with the chance loss (seeded), and changes
+// a byte of the one numbered corrupt; everything else passes both ways.
+struct Relay {
+    BRINA::Socket socket;
+    IPAddress address = TESTING::localLoopback();
+    std::atomic<bool> running{true};
+    std::thread thread;
+    Relay(const IPAddress& target, double loss, int corrupt) {
+        EXPECT_TRUE(socket.open(BRINA::Socket::IPv6Datagram) && socket.bind(address));
+        thread = std::thread([this, target, loss, corrupt] {
+            std::mt19937 random(5);
+            std::bernoulli_distribution lost(loss);
+            IPAddress host, from;
+            Bytes d;
+            for (int data = 0; running;) {
+                if (socket.wait(100'000) != BRINA::Socket::WaitReadable || !socket.receive(d, from)) continue;
+                const bool back = from == target;
+                if (!back) host = from;
+                if (!back && d.size() > 16 && d[4] == TESSERA::TRANSFER_DATA) {
+                    if (lost(random)) continue;
+                    if (data++ == corrupt) d[16] ^= 1;
+                }
+                socket.sendTo(back ? host : target, d.data(), uint32_t(d.size()), true);
+            }
+        });
+    }
+    ~Relay() {
+        running = false;
+        thread.join();
+    }
+};
+
+TEST(FindLoopbackTest, AMegabyteArrivesWholeThroughLossAndAChangedByteFailsTheCrc) {
+    Slots t({2, 0xFFFF, 1024, 16, 64, -1, 0, false, false, false});
+    const Bytes data = randomBytes(1 << 20), small = randomBytes(20'000);
+    TESTING::LogCapture log(6);
+    {
+        Relay lossy(t.target.address(), 0.05, -1);
+        EXPECT_TRUE(t.send(1, data, 0, &lossy.address) && log.contains("compleat Transfer "));
+    }
+    EXPECT_TRUE(t.slots().slot(1) == data);
+    Relay changing(t.target.address(), 0, 5);
+    EXPECT_FALSE(t.send(0, small, 0, &changing.address));
+    EXPECT_TRUE(log.contains("TransferStrp error ") && t.slots().slot(0).empty());
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "tests/support/LoopbackTarget.h"
 
+#include <gtest/gtest.h>
+
 #include <utility>
 
 namespace TESTING {
@@ -10,19 +12,12 @@ BRINA::IPAddress localLoopback() {
     return a;
 }
 
-LoopbackTarget::LoopbackTarget(TESSERA::TargetConfig config, uint16_t discoveryPort) {
-    discovery.setPort(discoveryPort);
-    restart(std::move(config));
-}
-
-void LoopbackTarget::restart(TESSERA::TargetConfig config) {
-    if (software) software->stop();
-    config.bindAddress = localLoopback();
-    config.discoveryPort = discovery.port();
+LoopbackTarget::LoopbackTarget(TESSERA::TargetConfig config) : discovery(localLoopback()) {
+    config.bindAddress = discovery;
+    config.discoveryPort = 0;
     software = std::make_unique<TESSERA::SoftwareTarget>(std::move(config));
     std::string error;
-    running = software->start(error);
-    discovery = localLoopback();
+    EXPECT_TRUE(software->start(error)) << error;
     discovery.setPort(software->discoveryPort());
 }
 

@@ -9,60 +9,48 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <set>
 #include <thread>
 
 namespace TESTING {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 bool shell(const std::string& command) {
     return std::system(command.c_str()) == 0;
 }
 
-// Inherited by the ip program, which reaches the namespace as /proc/self/fd/N.
+// Left open across exec, so that the ip program reaches the namespace as /proc/self/fd/N.
 int namespaceHere() {
     return open("/proc/thread-self/ns/net", O_RDONLY);
 }
 
-// The first link-local address of the calling thread's namespace, within 10 s.
-bool firstAddress(BRINA::IPAddress& address) {
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
-    BRINA::LocalAddressMap addresses;
-    while ((!BRINA::getMyLocalAddresV6(addresses, false) || addresses.empty()) && Clock::now() < deadline)
+// The link-local addresses of the calling thread's namespace, once done says they are complete; 10 s at most.
+bool addressesWhen(const std::function<bool(const BRINA::LocalAddressMap&)>& done,
+                   BRINA::LocalAddressMap& map) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!(BRINA::getMyLocalAddresV6(map, false) && done(map)) &&
+           std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    if (!addresses.empty()) address = addresses.begin()->first;
-    return !addresses.empty();
+    return done(map);
 }
 
 } // namespace
 
 bool PrivateLink::enterOwnNamespace(std::string& why) {
-    if (geteuid() != 0) {
-        why = "needs root to make a network namespace";
-        return false;
-    }
-    if (unshare(CLONE_NEWNET) != 0) {
-        why = "can't unshare a network namespace";
-        return false;
-    }
-    if (BRINA::checkNetworkNamespace() != BRINA::NamespaceCheck::Own) {
-        why = "the namespaces can't be compared here (process 1 is hidden), so discovery stays refused";
-        return false;
-    }
-    return true;
+    why = geteuid() != 0 ? "needs root to make a network namespace" : "can't unshare a network namespace";
+    if (geteuid() != 0 || unshare(CLONE_NEWNET) != 0) return false;
+    why = "the namespaces can't be compared here (process 1 is hidden), so discovery stays refused";
+    return BRINA::checkNetworkNamespace() == BRINA::NamespaceCheck::Own;
 }
 
 PrivateLink::PrivateLink(size_t links) : linkCount(links), home(namespaceHere()) {
     // Never in the machine's namespace: there the links would sit beside real interfaces.
     if (BRINA::checkNetworkNamespace() != BRINA::NamespaceCheck::Own) return;
-    if (!shell("ip link set lo up && sysctl -qw net.ipv6.conf.default.accept_dad=0")) return;
+    made = shell("ip link set lo up && sysctl -qw net.ipv6.conf.default.accept_dad=0");
     for (size_t link = 0; link < links; ++link)
-        if (!shell("ip link add " + linkName(link) + " type bridge forward_delay 0 mcast_snooping 0 && " +
-                   "ip link set " + linkName(link) + " up"))
-            return;
-    made = true;
+        made = made &&
+               shell("ip link add " + linkName(link) + " up type bridge forward_delay 0 mcast_snooping 0");
 }
 
 PrivateLink::~PrivateLink() {
@@ -80,19 +68,23 @@ bool PrivateLink::inside(int space, const std::function<bool()>& step) const {
 }
 
 int PrivateLink::addTarget(size_t link, TESSERA::TargetConfig config, std::string& error, bool answering) {
-    const std::string n = std::to_string(nests.size());
-    error = "can't make nest " + n;
+    const std::string n = std::to_string(nests.size()), port = "tport" + n, far = "tnest" + n;
+    error = "can't make the nest " + far;
     if (!made || link >= linkCount || unshare(CLONE_NEWNET) != 0) return -1;
-    Nest& nest = nests.emplace_back(Nest{namespaceHere(), link, {}, nullptr});
+    Nest& nest = nests.emplace_back(Nest{namespaceHere(), {}, nullptr});
     const bool set = shell("ip link set lo up && sysctl -qw net.ipv6.conf.default.accept_dad=0");
+    BRINA::LocalAddressMap map;
     // The Host's end carries no address of its own, as a bridge port.
     if (setns(home, CLONE_NEWNET) != 0 || !set ||
-        !shell("ip link add tport" + n + " type veth peer name tnest" + n + " netns /proc/self/fd/" +
-               std::to_string(nest.space) + " && sysctl -qw net.ipv6.conf.tport" + n +
-               ".disable_ipv6=1 && ip link set tport" + n + " master " + linkName(link) + " up") ||
-        !inside(nest.space,
-                [&] { return shell("ip link set tnest" + n + " up") && firstAddress(nest.address); }))
+        !shell("ip link add " + port + " type veth peer name " + far + " netns /proc/self/fd/" +
+               std::to_string(nest.space) + " && sysctl -qw net.ipv6.conf." + port +
+               ".disable_ipv6=1 && ip link set " + port + " master " + linkName(link) + " up") ||
+        !inside(nest.space, [&] {
+            return shell("ip link set " + far + " up") &&
+                   addressesWhen([](auto& m) { return !m.empty(); }, map);
+        }))
         return -1;
+    nest.address = map.begin()->first;
     nest.address.setPort(config.discoveryPort);
     nest.address.setScope(linkScope(link));
     error.clear();
@@ -110,25 +102,17 @@ bool PrivateLink::startTarget(size_t i, TESSERA::TargetConfig config, std::strin
 }
 
 bool PrivateLink::waitForHostAddresses() const {
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
-    while (Clock::now() < deadline) {
-        BRINA::LocalAddressMap addresses;
-        size_t withAddress = 0;
-        if (BRINA::getMyLocalAddresV6(addresses, false))
+    BRINA::LocalAddressMap map;
+    return addressesWhen(
+        [this](const BRINA::LocalAddressMap& m) {
+            std::set<uint32_t> scopes;
+            for (const auto& entry : m)
+                scopes.insert(entry.first.scope());
             for (size_t link = 0; link < linkCount; ++link)
-                for (const auto& entry : addresses)
-                    if (entry.first.scope() == linkScope(link)) {
-                        ++withAddress;
-                        break;
-                    }
-        if (withAddress == linkCount) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
-}
-
-BRINA::IPAddress PrivateLink::targetAddress(size_t i) const {
-    return nests[i].address;
+                if (scopes.count(linkScope(link)) == 0) return false;
+            return true;
+        },
+        map);
 }
 
 uint32_t PrivateLink::linkScope(size_t link) const {
