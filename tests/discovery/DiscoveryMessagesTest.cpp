@@ -1,6 +1,7 @@
 // The messages of discovery, settings and transfers as bytes on the wire: the Host builds what the Target
-// reads, the Target builds what the Host reads, and both compute the same CRC.
+// reads, the Target builds what the Host reads, and both compute the same CRC. And the product words in them.
 #include "transport/wire/DiscoveryMessages.h"
+#include "discovery/FindConfig.h"
 #include "tools/receiver/TargetCommands.h"
 #include "tools/receiver/TargetDiscoveryMessages.h"
 #include "tools/receiver/TargetSettingMessages.h"
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -26,7 +28,7 @@ namespace SM = SettingMessages;
 namespace TM = TransferMessages;
 namespace TW = TargetWire;
 
-constexpr uint64_t kQuintara = 0x415241544E495551ull;
+const uint64_t kQuintara = makeProductId(kProductText); // "QUINTARA", the first character lowest
 
 // "64 00 10 00" as bytes, followed by zeros up to the 16 bytes of a header.
 Bytes hex(const char* text) {
@@ -88,6 +90,32 @@ TEST(DiscoveryMessagesTest, BothSidesComputeTheCrcOfTheCheckText) {
     EXPECT_EQ(crc16Usb(In(nine)), 0xB4C8);
     EXPECT_EQ(TW::crc16(nine.data(), nine.size()), 0xB4C8);
     EXPECT_EQ(crc16Usb(In()), 0x0000);
+}
+
+TEST(DiscoveryMessagesTest, ProductWordsOfATextAndTheFilterOfADriversTwoWords) {
+    const uint64_t other = makeProductId("87654321");
+    // clang-format off
+    const struct { const char* text; uint64_t id; } texts[] = {
+        {"QUINTAR", kNoProduct},
+        {"QUINTARA and more", kQuintara},
+        {"\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF", kNoProduct},
+    };
+    const struct { uint64_t productId, findId, targetProduct; std::vector<uint64_t> extra; } words[] = {
+        {kQuintara, kQuintara, kQuintara, {}},
+        {kQuintara, other, kQuintara, {other}},
+        {0, other, other, {}},
+        {kQuintara, 0, 0, {}},
+    };
+    // clang-format on
+    EXPECT_EQ(other, 0x3132333435363738ull);
+    for (const auto& row : texts)
+        EXPECT_EQ(makeProductId(row.text), row.id) << row.text;
+    for (const auto& row : words) {
+        FindConfig config;
+        setProducts(config, row.productId, row.findId);
+        EXPECT_EQ(std::tie(config.targetProduct, config.extraProducts),
+                  std::tie(row.targetProduct, row.extra));
+    }
 }
 
 } // namespace

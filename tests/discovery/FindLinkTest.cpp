@@ -122,9 +122,8 @@ TEST_F(FindLinkTest, EveryOutputInAddressOrderAndAPinnedTargetFoundAgainButNotAG
         {Delta, 0, "Output 1"},
     };
     // clang-format on
-    EXPECT_EQ(table.size(), std::size(rows)); // emptied first
-    std::map<IPAddress, std::vector<std::string>>
-        sinks; // the log lines by receiver, which go in address order
+    EXPECT_EQ(table.size(), std::size(rows));            // emptied first
+    std::map<IPAddress, std::vector<std::string>> sinks; // by receiver, whose lines go in address order
     for (const auto& row : rows) {
         const IPAddress parent = link->targetAddress(row.receiver);
         const TESSERA::Target& t = table[key(row.receiver, row.output)];
@@ -184,19 +183,8 @@ TEST_F(FindLinkTest, TheWatchLosesASilentTargetAfterAStageAndFindsItAgainWhenItR
     ASSERT_TRUE(eventually([&] { return find.targetCount() == 4; }, 10s));
     TESSERA::TargetTable added;
     find.takeAdded(added);
-    // clang-format off
-    const struct { int receiver; size_t output; const char* name; } rows[] = {
-        {Alpha, 0, "Alpha"},
-        {Alpha, 1, "Alpha"},
-        {Beta, 0, "Beta"},
-        {Delta, 0, "Delta"},
-    };
-    // clang-format on
-    ASSERT_EQ(added.size(), std::size(rows));
-    for (const auto& row : rows)
-        EXPECT_EQ(std::tie(added[key(row.receiver, row.output)].targetName,
-                           added[key(row.receiver, row.output)].outputIndex),
-                  std::make_tuple(std::string(row.name), uint16_t(row.output + 1)));
+    EXPECT_EQ(std::make_tuple(added.size(), added[key(Alpha, 1)].outputIndex, added[key(Beta, 0)].targetName),
+              std::make_tuple(size_t{4}, uint16_t{2}, kNames[Beta]));
 
     // Beta stops once the watch has heard it: a stage after its last NOTIFY it is asked three times, then
     // lost.
@@ -223,9 +211,6 @@ TEST_F(FindLinkTest, TheWatchLosesASilentTargetAfterAStageAndFindsItAgainWhenItR
     ASSERT_TRUE(link->startTarget(Beta, receiver(Beta, 2), error)) << error;
     EXPECT_TRUE(
         eventually([&] { return find.targetCount() == 5 && link->target(Beta).status().hostKnown; }, 3s));
-
-    find.stopWatch();
-    find.joinWatch();
 }
 
 } // namespace

@@ -1,14 +1,15 @@
-// The questions put to one software Target on ::1: its Outputs, its settings and texts, and transfers into
+// The questions put to one software Target on ::1: its Outputs, its settings, and transfers into
 // its slots, which it loses, refuses and misnames on request, and through a relay that loses a share of the
 // data or changes a byte of it.
 #include "discovery/Find.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/LoopbackTarget.h"
+#include "tools/receiver/SoftwareTarget.h"
 #include "transport/wire/SyncCommands.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <random>
 #include <thread>
 #include <tuple>
@@ -19,9 +20,32 @@ using BRINA::IPAddress;
 using TESSERA::FindConfig;
 using TESSERA::TargetSetting;
 using TESSERA::TargetTransferConfig;
+using In = BRINA::BufferCS_const;
 using Bytes = std::vector<uint8_t>;
 using Windows = std::vector<std::pair<uint16_t, bool>>;
 using Strings = std::vector<std::string>;
+
+IPAddress loopback(uint16_t port = 0) {
+    IPAddress a;
+    a.parse("::1");
+    a.setPort(port);
+    return a;
+}
+
+// A software Target on ::1, its ports the system's choice.
+struct Loopback : TESSERA::SoftwareTarget {
+    static TESSERA::TargetConfig bound(TESSERA::TargetConfig c) {
+        c.bindAddress = loopback();
+        c.discoveryPort = 0;
+        return c;
+    }
+    explicit Loopback(const TESSERA::TargetConfig& config) : SoftwareTarget(bound(config)) {
+        std::string error;
+        EXPECT_TRUE(start(error)) << error;
+    }
+    IPAddress address() const { return loopback(discoveryPort()); }
+    IPAddress output(size_t i) const { return loopback(controlPort(i)); }
+};
 
 struct Find : TESSERA::Find {
     explicit Find(const FindConfig& config = {}) : TESSERA::Find(config) { EXPECT_TRUE(open()); }
@@ -30,25 +54,18 @@ struct Find : TESSERA::Find {
 // A socket on ::1 that never answers.
 struct Silent {
     BRINA::Socket socket;
-    IPAddress address = TESTING::localLoopback();
+    IPAddress address = loopback();
     Silent() { EXPECT_TRUE(socket.open(BRINA::Socket::IPv6Datagram) && socket.bind(address)); }
 };
 
-// The receiver "Lab" with one Output of each version given; version 0 is an Output reported with port 0.
-TESSERA::TargetConfig lab(std::vector<uint16_t> versions) {
-    TESSERA::TargetConfig c;
-    c.name = "Lab";
-    c.outputs.resize(versions.size());
-    for (size_t i = 0; i < versions.size(); ++i) {
-        c.outputs[i].name = "Out" + std::to_string(i + 1);
-        c.outputs[i].protocolVersion = versions[i];
-        c.outputs[i].offered = versions[i] != 0;
-    }
-    return c;
-}
-
 TEST(FindLoopbackTest, OutputsWithAPortAndAnAcceptedVersionAndNoneFromASilentReceiver) {
-    TESTING::LoopbackTarget t(lab({1, 0, 2}));
+    TESSERA::TargetConfig three; // Out2 reported with port 0, Out3 of protocol version 2
+    three.outputs.resize(3);
+    for (size_t i = 0; i < 3; ++i)
+        three.outputs[i].name = "Out" + std::to_string(i + 1);
+    three.outputs[1].offered = false;
+    three.outputs[2].protocolVersion = 2;
+    Loopback t(three);
     Silent silent;
     // clang-format off
     const struct { uint16_t maxVersion; bool nopBreak, silent; std::vector<size_t> outputs; } rows[] = {
@@ -74,7 +91,7 @@ TEST(FindLoopbackTest, OutputsWithAPortAndAnAcceptedVersionAndNoneFromASilentRec
     }
 }
 
-TEST(FindLoopbackTest, SettingsAndTextsWrittenAndReadBack) {
+TEST(FindLoopbackTest, SettingsWrittenAndReadBack) {
     TESSERA::TargetConfig config;
     config.settings = {
         {1, "Volume", 0, 100, 40, "", {}},
@@ -86,9 +103,7 @@ TEST(FindLoopbackTest, SettingsAndTextsWrittenAndReadBack) {
         {6, "Named", 0, 1, 0, "own text", {"x", "y"}},
         {9, "Odd", 3, 4, 7, "", {}},
     };
-    config.texts.second = "second text";
-    config.texts.items = {"one", "two"};
-    TESTING::LoopbackTarget t(config);
+    Loopback t(config);
     Find find;
     // clang-format off
     const struct { const char* name; uint32_t kind; int32_t lowest, highest, value, current; const char* text; Strings choices; } rows[] = {
@@ -130,19 +145,10 @@ TEST(FindLoopbackTest, SettingsAndTextsWrittenAndReadBack) {
     ASSERT_TRUE(find.setSetting(t.address(), 1, uint16_t{10}) && find.commitSettings(t.address(), false));
     EXPECT_EQ(volume(false), 80);
 
-    std::string first, second, item, beyond = "old";
-    EXPECT_TRUE(find.requestText(t.address(), first) && find.requestTextB(t.address(), second) &&
-                find.requestItemText(t.address(), 2, item) && find.requestItemText(t.address(), 3, beyond));
-    EXPECT_EQ(std::tie(first, second, item, beyond),
-              std::make_tuple(std::string("Tessera software Target"), std::string("second text"),
-                              std::string("two"), std::string()));
-    EXPECT_TRUE(find.selectItem(t.address(), true, 5) && t.target().settings().selected() == 5);
-    EXPECT_TRUE(find.selectItem(t.address(), false, 5) && t.target().settings().selected() == 0);
-    // A silent Target: every request false, and the text left empty.
+    // A silent Target: every request false.
     Silent silent;
     EXPECT_TRUE(find.pingTarget(t.address()) && !find.pingTarget(silent.address));
-    EXPECT_FALSE(find.requestText(silent.address, first) || find.getSettings(silent.address, list, false));
-    EXPECT_TRUE(first.empty());
+    EXPECT_FALSE(find.getSettings(silent.address, list, false) || find.commitSettings(silent.address, true));
 }
 
 Bytes randomBytes(size_t length) {
@@ -161,22 +167,11 @@ TargetTransferConfig shaped(uint16_t limit, int32_t drop = -1, uint32_t silent =
     return {2, limit, 1000, 8, 4, drop, silent, refuse, following, wrong};
 }
 
-// A Target on ::1 whose slots take transfers as transfer says, and a Find opened to reach it.
-struct Slots : TESSERA::Find {
-    TESTING::LoopbackTarget target;
-    static TESSERA::TargetConfig with(const TargetTransferConfig& transfer) {
-        TESSERA::TargetConfig c;
-        c.transfer = transfer;
-        return c;
-    }
-    explicit Slots(const TargetTransferConfig& transfer) : Find({}), target(with(transfer)) {
-        EXPECT_TRUE(open());
-    }
-    bool send(int slot, const Bytes& data, unsigned limit = 0, const IPAddress* via = nullptr) {
-        return Transfer(via ? *via : target.address(), slot, BRINA::BufferCS_const(data), limit);
-    }
-    const TESSERA::TargetTransfer& slots() { return target.target().transfers(); }
-};
+TESSERA::TargetConfig withSlots(const TargetTransferConfig& transfer) {
+    TESSERA::TargetConfig c;
+    c.transfer = transfer;
+    return c;
+}
 
 TEST(FindLoopbackTest, OutcomesTheirLinesAndTheWindows) {
     const uint16_t none = 0xFFFF;
@@ -199,17 +194,18 @@ TEST(FindLoopbackTest, OutcomesTheirLinesAndTheWindows) {
     };
     // clang-format on
     for (const auto& row : rows) {
-        Slots t(row.target);
+        Loopback t(withSlots(row.target));
+        Find find;
         const Bytes data = randomBytes(row.length);
         TESTING::LogCapture log(6);
-        EXPECT_EQ(t.send(row.slot, data, row.limit), row.ok) << row.what;
+        EXPECT_EQ(find.Transfer(t.address(), row.slot, In(data), row.limit), row.ok) << row.what;
         Windows seen;
-        for (const Bytes& a : t.slots().arrivals())
+        for (const Bytes& a : t.transfers().arrivals())
             seen.emplace_back(a[10] | a[11] << 8, (a[9] & 0x80) != 0);
         EXPECT_EQ(seen.size(), row.arrivals) << row.what;
         EXPECT_TRUE(row.seen.empty() || seen == row.seen) << row.what;
         EXPECT_TRUE(row.line == nullptr || log.contains(row.line)) << row.what;
-        EXPECT_TRUE(!row.ok || t.slots().slot(row.slot) == data) << row.what;
+        EXPECT_TRUE(!row.ok || t.transfers().slot(row.slot) == data) << row.what;
     }
 }
 
@@ -217,7 +213,7 @@ TEST(FindLoopbackTest, OutcomesTheirLinesAndTheWindows) {
 // a byte of the one numbered corrupt; everything else passes both ways.
 struct Relay {
     BRINA::Socket socket;
-    IPAddress address = TESTING::localLoopback();
+    IPAddress address = loopback();
     std::atomic<bool> running{true};
     std::thread thread;
     Relay(const IPAddress& target, double loss, int corrupt) {
@@ -246,17 +242,18 @@ struct Relay {
 };
 
 TEST(FindLoopbackTest, AMegabyteArrivesWholeThroughLossAndAChangedByteFailsTheCrc) {
-    Slots t({2, 0xFFFF, 1024, 16, 64, -1, 0, false, false, false});
+    Loopback t(withSlots({2, 0xFFFF, 1024, 16, 64, -1, 0, false, false, false}));
+    Find find;
     const Bytes data = randomBytes(1 << 20), small = randomBytes(20'000);
     TESTING::LogCapture log(6);
     {
-        Relay lossy(t.target.address(), 0.05, -1);
-        EXPECT_TRUE(t.send(1, data, 0, &lossy.address) && log.contains("compleat Transfer "));
+        Relay lossy(t.address(), 0.05, -1);
+        EXPECT_TRUE(find.Transfer(lossy.address, 1, In(data), 0) && log.contains("compleat Transfer "));
     }
-    EXPECT_TRUE(t.slots().slot(1) == data);
-    Relay changing(t.target.address(), 0, 5);
-    EXPECT_FALSE(t.send(0, small, 0, &changing.address));
-    EXPECT_TRUE(log.contains("TransferStrp error ") && t.slots().slot(0).empty());
+    EXPECT_TRUE(t.transfers().slot(1) == data);
+    Relay changing(t.address(), 0, 5);
+    EXPECT_FALSE(find.Transfer(changing.address, 0, In(small), 0));
+    EXPECT_TRUE(log.contains("TransferStrp error ") && t.transfers().slot(0).empty());
 }
 
 } // namespace
