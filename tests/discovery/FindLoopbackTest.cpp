@@ -190,7 +190,7 @@ TEST(FindLoopbackTest, OutcomesTheirLinesAndTheWindows) {
         {"never acknowledged", shaped(none, -1, 100), 0, 1000, 0, false, 11, "Transfer error 11", {}},
         {"the Target's window limit", shaped(1500), 0, 4000, 0, true, 4, nullptr, two},
         {"the caller's window limit", shaped(none), 0, 4000, 1500, true, 4, nullptr, two},
-        {"one silence: the window again, then 1,000 bytes less", shaped(1500, -1, 1), 0, 4000, 0, true, 6, "resend 2", {{0, false}, {1, true}, {0, false}, {1, true}, {2, true}, {3, true}}},
+        {"one silence: the window again, then 1,000 bytes less", shaped(2600, -1, 1), 0, 6000, 0, true, 9, "resend 3", {{0, false}, {1, false}, {2, true}, {0, false}, {1, false}, {2, true}, {3, false}, {4, true}, {5, true}}},
     };
     // clang-format on
     for (const auto& row : rows) {
