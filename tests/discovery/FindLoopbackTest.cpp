@@ -223,7 +223,7 @@ struct Relay {
             std::bernoulli_distribution lost(loss);
             IPAddress host, from;
             Bytes d;
-            for (int data = 0; running;) {
+            for (int data = 0, turns = 0; running && turns < 100'000; ++turns) {
                 if (socket.wait(100'000) != BRINA::Socket::WaitReadable || !socket.receive(d, from)) continue;
                 const bool back = from == target;
                 if (!back) host = from;
