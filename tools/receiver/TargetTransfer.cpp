@@ -61,6 +61,10 @@ void TargetTransfer::takeData(const TargetWire::TransferData& data, BRINA::Buffe
             (static_cast<size_t>(data.block) * cfg.blockLength + data.inBlock) * cfg.packetSize;
         if (slot.bytes.size() < offset + data.bytes.size) slot.bytes.resize(offset + data.bytes.size);
         std::memcpy(slot.bytes.data() + offset, data.bytes.data, data.bytes.size);
+        if (cfg.spoilOnce >= 0 && data.sequence == cfg.spoilOnce && !spoiled && data.bytes.size > 0) {
+            spoiled = true;
+            slot.bytes[offset] = static_cast<uint8_t>(~slot.bytes[offset]);
+        }
         ++slot.next;
     }
     if (!data.lastOfWindow) return;

@@ -42,6 +42,7 @@ private:
     std::vector<std::vector<uint8_t>> seen; // under mutex
     uint32_t silentLeft = 0;                // under mutex
     bool dropped = false;                   // under mutex
+    bool spoiled = false;                   // under mutex
 };
 
 } // namespace TESSERA
