@@ -92,7 +92,7 @@ std::string findUsage() {
            "Searches every link-local interface for Targets as the driver does, and lists each receiver:\n"
            "its name and product, and each Output's address,port, protocol version and the formats it\n"
            "takes. The search multicasts to ff02::1 on the link and asks each receiver that answers.\n" +
-           optionsHelp(kOptions, 26, 100) +
+           optionsHelp(kOptions, 28, 100) +
            "\nExit status: 0 done; 1 no Target found, or the receiver did not answer or refused; 2 bad\n"
            "arguments or no such interface; 3 a socket failed; 4 the upload arrived but the Target's CRC\n"
            "did not match; 5 the upload broke off.\n";
