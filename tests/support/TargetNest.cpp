@@ -108,7 +108,11 @@ void TargetNest::run(TESSERA::TargetConfig config, bool answering) {
         if (!software->start(error)) return fail("the Target didn't start: " + error);
     }
     moveTo(Phase::Running);
-    waitFor(Phase::Stopping);
+    // The Target lives until stop, however long its user takes (a benchmark runs for minutes).
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [this] { return phase == Phase::Stopping; });
+    }
     if (software) software->stop();
     software.reset();
 }

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <random>
 #include <vector>
 
 namespace TESSERA {
@@ -43,6 +44,7 @@ private:
     uint32_t silentLeft = 0;                // under mutex
     bool dropped = false;                   // under mutex
     bool spoiled = false;                   // under mutex
+    std::mt19937 lossRandom;                // under mutex
 };
 
 } // namespace TESSERA
