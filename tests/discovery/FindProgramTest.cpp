@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <fstream>
 #include <thread>
 
@@ -98,15 +99,21 @@ TEST(FindProgramTest, ListsWatchesSetsAndUploadsOrSaysWhy) {
     }
     std::remove(file.c_str());
 
-    // A receiver that leaves the link while the watch runs gets its lost line within the watch's stage.
-    TESTING::RunningProgram watch("tools/find/tessera-find", {"--watch", "--seconds", "9"});
-    for (int i = 0; i < 50 && watch.output().find("found " + spoilt) == std::string::npos; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    // A receiver that leaves the link while the watch runs gets its lost line; Ctrl-C ends the watch.
+    TESTING::RunningProgram watch("tools/find/tessera-find", {"--watch"});
+    const auto waitFor = [&watch](const std::string& text) {
+        for (int i = 0; i < 150 && watch.output().find(text) == std::string::npos; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    };
+    waitFor("found " + spoilt);
     link.removeTarget(1);
-    const auto watched = watch.wait(std::chrono::seconds(15));
+    waitFor("lost  " + spoilt);
+    watch.signal(SIGINT);
+    const auto watched = watch.wait(std::chrono::seconds(10));
     EXPECT_EQ(watched.status, 0) << watched.output;
     EXPECT_NE(watched.output.find("lost  " + spoilt + ","), std::string::npos) << watched.output;
     EXPECT_EQ(watched.output.find("lost  " + at), std::string::npos) << watched.output;
+    EXPECT_NE(watched.output.find("watched 2 Outputs"), std::string::npos) << watched.output;
 }
 
 } // namespace

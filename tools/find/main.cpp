@@ -174,7 +174,7 @@ int watch(TESSERA::Find& find, const FindOptions& options) {
     const bool failed = !find.isWatching() && !interrupted;
     find.stopWatch();
     find.joinWatch();
-    std::printf("watched %u targets\n", find.targetCount());
+    std::printf("watched %u Outputs\n", find.targetCount());
     return failed ? fail(kSocketFailed, "the watch ended: a socket failed") : kDone;
 }
 
