@@ -34,7 +34,8 @@ using TESSERA::FormatText;
 
 enum Status { kDone = 0, kNone = 1, kBadArguments = 2, kSocketFailed = 3, kCrcMismatch = 4, kBrokeOff = 5 };
 
-std::atomic<bool> interrupted{false};
+std::atomic<bool> interrupted{
+    false}; // set by the signal handler, read by the watch's loop on the main thread
 
 int fail(int status, const std::string& message) {
     std::fflush(stdout);
