@@ -93,6 +93,9 @@ public:
     bool Transfer(const BRINA::IPAddress& target, int slot, BRINA::BufferCS_const data, unsigned limit);
     bool Transfer(const BRINA::IPAddress& target, int slot, BRINA::BufferCS_const data, unsigned limit,
                   const std::function<void(uint16_t block, uint16_t blockCount)>& progress);
+    // How the last Transfer ended: the end not reached, or answered with the Target's CRC matching or not.
+    enum class TransferEnd { notReached, matched, mismatched };
+    TransferEnd lastTransferEnd() const { return transferEnd; }
     // Asks about a slot with a CRC and a value; value takes the Target's answer.
     bool transferQuery(const BRINA::IPAddress& target, int slot, uint16_t& crc, uint16_t& value);
 
@@ -150,6 +153,7 @@ private:
     FindConfig cfg;
     std::vector<BRINA::IPAddress> interfaces;
     BRINA::Socket discoverySocket;
+    TransferEnd transferEnd = TransferEnd::notReached; // the user's thread only
 
     BRINA::Socket watchSocket;
     std::thread watchThread;

@@ -19,6 +19,7 @@ bool Find::Transfer(const BRINA::IPAddress& target, int slot, BRINA::BufferCS_co
 
 bool Find::Transfer(const BRINA::IPAddress& target, int slot, BRINA::BufferCS_const data, unsigned limit,
                     const std::function<void(uint16_t, uint16_t)>& progress) {
+    transferEnd = TransferEnd::notReached;
     std::vector<uint8_t> answer;
     TM::TransferAnswer slots, shape;
     if (sendAck(target, TM::slotsRequest(), TRANSFER_ANS, answer) != SendResult::answered ||
@@ -51,6 +52,7 @@ bool Find::Transfer(const BRINA::IPAddress& target, int slot, BRINA::BufferCS_co
         BRINA::LogStream(3, "TransferFinish error ");
         return false;
     }
+    transferEnd = value == TM::kComplete ? TransferEnd::matched : TransferEnd::mismatched;
     if (value != TM::kComplete) {
         BRINA::LogStream(3, "TransferStrp error ");
         return false;

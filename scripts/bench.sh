@@ -2,8 +2,18 @@
 # Runs the standard matrix of stream_bench on this machine (about 4 minutes) and prints its table and the
 # goals. Results, one JSON file per run with its data files and plots, go to build/bench-results/.
 # QUICK=1 runs every row for one second only, to try the script.
+# "scripts/bench.sh discovery" instead runs discovery_link_bench (as root): the search, Transfer and the
+# watch on a private link that it makes in a network namespace of its own and that goes with it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+if [ "${1:-}" = discovery ]; then
+    [ "$(id -u)" -eq 0 ] || { echo "bench: discovery needs root, for its namespaces" >&2; exit 1; }
+    scripts/build.sh normal discovery_link_bench > /dev/null
+    mkdir -p build/bench-results
+    # Its own process namespace too, so that it can tell its network namespace from the machine's.
+    exec tests/support/in-own-processes.sh build/normal/bench/discovery_bench/discovery_link_bench \
+        --out build/bench-results/discovery.json "${@:2}"
+fi
 scripts/setup.sh
 scripts/build.sh normal stream_bench > /dev/null
 bench=build/normal/bench/stream_bench/stream_bench

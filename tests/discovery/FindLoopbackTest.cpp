@@ -164,7 +164,9 @@ Bytes randomBytes(size_t length) {
 // acknowledged, another slot named.
 TargetTransferConfig shaped(uint16_t limit, int32_t drop = -1, uint32_t silent = 0, bool refuse = false,
                             bool following = false, bool wrong = false) {
-    return {2, limit, 1000, 8, 4, drop, silent, refuse, following, wrong};
+    TargetTransferConfig c{2, limit, 1000, 8, 4, drop};
+    c.silentAcks = silent, c.refuse = refuse, c.ackFollowing = following, c.wrongSlotAck = wrong;
+    return c;
 }
 
 TESSERA::TargetConfig withSlots(const TargetTransferConfig& transfer) {
@@ -242,7 +244,7 @@ struct Relay {
 };
 
 TEST(FindLoopbackTest, AMegabyteArrivesWholeThroughLossAndAChangedByteFailsTheCrc) {
-    Loopback t(withSlots({2, 0xFFFF, 1024, 16, 64, -1, 0, false, false, false}));
+    Loopback t(withSlots({2, 0xFFFF, 1024, 16, 64}));
     Find find;
     const Bytes data = randomBytes(1 << 20), small = randomBytes(20'000);
     TESTING::LogCapture log(6);

@@ -79,6 +79,32 @@ bool rateBits(const std::string& list, bool dsdMultiples, uint32_t& bits, std::s
     return true;
 }
 
+// The names whose bits are all in bits, parted by commas.
+template <size_t N> std::string namesOf(uint32_t bits, const Name (&names)[N]) {
+    std::string list;
+    for (const Name& name : names)
+        if ((bits & name.bits) == name.bits) list += (list.empty() ? "" : ",") + std::string(name.text);
+    return list;
+}
+
+// The rates whose codes are all in rateWord, in Hz or as DSD multiples of 44,100 Hz.
+std::string ratesOf(uint32_t rateWord, bool dsdMultiples) {
+    constexpr uint32_t kHz[] = {8000,     44100,    48000,    88200,    96000,     176400,   192000,
+                                352800,   384000,   705600,   768000,   1411200,   1536000,  2822400,
+                                3072000,  5644800,  6144000,  11289600, 12288000,  22579200, 24576000,
+                                45158400, 49152000, 90316800, 98304000, 180633600, 196608000};
+    std::string list;
+    for (uint32_t hz : kHz) {
+        StreamFormat probe;
+        if (!probe.setRate(hz) || (rateWord & probe.rateBits()) != probe.rateBits()) continue;
+        if (dsdMultiples && hz < kSmallestDsdRate) continue;
+        const std::string text =
+            dsdMultiples && hz % 44100 == 0 ? std::to_string(hz / 44100) : std::to_string(hz);
+        list += (list.empty() ? "" : ",") + text;
+    }
+    return list;
+}
+
 // The three fields of "A:B:C", or "none" for an empty mask.
 bool fields(const std::string& text, std::vector<std::string>& parts, std::string& error) {
     parts = split(text, ':');
@@ -152,6 +178,16 @@ std::string FormatText::describe(StreamFormat format) {
     return std::string((type & FormatBits::Dsd4Bit) ? "DSD4-bit " : "DSD") + multiple +
            ((type & FormatBits::DsdLsb) ? " LSB" : " MSB") +
            ((type & FormatBits::DsdLittle) ? " little" : " big") + channels;
+}
+
+std::string FormatText::describeMask(StreamFormat mask) {
+    if (mask.isEmpty()) return "nothing";
+    const uint32_t type = mask.type();
+    const std::string channels = "; " + namesOf(type & FormatBits::Channels, kChannels) + " ch";
+    if ((type & FormatBits::DsdKinds) == 0)
+        return "PCM " + ratesOf(mask.rateBits(), false) + " Hz; " + namesOf(type, kPcmSamples) + channels;
+    const std::string order = (type & FormatBits::DsdLsb) ? " LSB" : " MSB";
+    return "DSD" + ratesOf(mask.rateBits(), true) + order + " " + namesOf(type, kByteOrders) + channels;
 }
 
 std::string FormatText::words(StreamFormat format) {

@@ -21,6 +21,9 @@ public:
 
     // A concrete format in words, e.g. "PCM 24-bit 96000 Hz 2 ch" or "DSD128 LSB little 2 ch".
     static std::string describe(StreamFormat format);
+    // A mask in words, e.g. "PCM 44100,48000 Hz; 16,24,f32; 2,8 ch" or "DSD64,128 LSB little; 2 ch";
+    // "nothing" for an empty mask.
+    static std::string describeMask(StreamFormat mask);
     // The two words in hexadecimal, e.g. "0x00002E13,0x000000FE".
     static std::string words(StreamFormat format);
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <random>
 
 namespace TESSERA {
 
@@ -17,7 +18,8 @@ constexpr uint16_t kComplete = 0xFFFF;
 } // namespace
 
 TargetTransfer::TargetTransfer(const TargetTransferConfig& config)
-    : cfg(config), receiving(config.slots), done(config.slots), silentLeft(config.silentAcks) {}
+    : cfg(config), receiving(config.slots), done(config.slots), silentLeft(config.silentAcks),
+      lossRandom(config.lossSeed) {}
 
 bool TargetTransfer::handle(BRINA::BufferCS_const message, std::vector<Packet>& replies) {
     uint16_t mark = 0, crc = 0, value = 0;
@@ -51,6 +53,7 @@ void TargetTransfer::takeData(const TargetWire::TransferData& data, BRINA::Buffe
         dropped = true;
         return;
     }
+    if (cfg.lossShare > 0 && std::uniform_real_distribution<double>(0, 1)(lossRandom) < cfg.lossShare) return;
     Receiving& slot = receiving[data.slotMark - 1];
     if (!slot.active) return;
     // Bytes that would lie outside the slot are not taken, so the slot never grows beyond its shape.
@@ -61,6 +64,10 @@ void TargetTransfer::takeData(const TargetWire::TransferData& data, BRINA::Buffe
             (static_cast<size_t>(data.block) * cfg.blockLength + data.inBlock) * cfg.packetSize;
         if (slot.bytes.size() < offset + data.bytes.size) slot.bytes.resize(offset + data.bytes.size);
         std::memcpy(slot.bytes.data() + offset, data.bytes.data, data.bytes.size);
+        if (cfg.spoilOnce >= 0 && data.sequence == cfg.spoilOnce && !spoiled && data.bytes.size > 0) {
+            spoiled = true;
+            slot.bytes[offset] = static_cast<uint8_t>(~slot.bytes[offset]);
+        }
         ++slot.next;
     }
     if (!data.lastOfWindow) return;

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <random>
 #include <vector>
 
 namespace TESSERA {
@@ -42,6 +43,8 @@ private:
     std::vector<std::vector<uint8_t>> seen; // under mutex
     uint32_t silentLeft = 0;                // under mutex
     bool dropped = false;                   // under mutex
+    bool spoiled = false;                   // under mutex
+    std::mt19937 lossRandom;                // under mutex
 };
 
 } // namespace TESSERA

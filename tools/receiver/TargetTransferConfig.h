@@ -11,7 +11,10 @@ struct TargetTransferConfig {
     uint16_t blockLength = 8;      // packets in a block
     uint16_t blockCount = 16;      // blocks in a slot
     // Faults, each off by default.
-    int32_t dropOnce = -1;     // the first arrival of this sequence number is lost
+    int32_t dropOnce = -1;  // the first arrival of this sequence number is lost
+    int32_t spoilOnce = -1; // the first arrival of this sequence number is kept with its first byte inverted
+    double lossShare = 0;   // this share of TRANSFER_DATA arrivals is lost, at random from lossSeed
+    uint32_t lossSeed = 1;
     uint32_t silentAcks = 0;   // this many windows go unacknowledged before the Target answers
     bool refuse = false;       // acknowledgements come without content
     bool ackFollowing = false; // a complete window is acknowledged with the sequence after its last
