@@ -85,16 +85,24 @@ void WorkerLoop::closingExchange() {
     const Packet request = SyncMessages::disconnectRequest();
     for (uint32_t i = 0; i < kDisconnectTries; ++i) {
         if (!sync.controlSocket.send(request.data(), request.size(), true)) break;
-        const int waited = waitAtMost(kDisconnectTimeout);
-        if (sync.state.load() == Sync::Idle) return; // let go by close: it doesn't wait for the answer
+        // A late STREAM_INFO ahead of the answer doesn't use up the try: its half second is waited out.
+        const uint32_t sent = BRINA::nowMicroseconds();
+        int waited = BRINA::Socket::WaitTimeout;
+        for (uint32_t spent = 0; spent < kDisconnectTimeout; spent = BRINA::nowMicroseconds() - sent) {
+            waited = waitAtMost(kDisconnectTimeout - spent);
+            if (sync.state.load() == Sync::Idle) return; // let go by close: it doesn't wait for the answer
+            if (waited != BRINA::Socket::WaitReadable) break;
+            BRINA::IPAddress from;
+            if (!sync.controlSocket.receive(received, from)) {
+                waited = BRINA::Socket::WaitError;
+                break;
+            }
+            const BRINA::BufferCS_const message(received);
+            if (from == peer && Packet::isValid(message) &&
+                PacketHeader(received.data()).command() == DSICONNECT_ANS)
+                return; // closed cleanly
+        }
         if (waited == BRINA::Socket::WaitError) break;
-        if (waited == BRINA::Socket::WaitTimeout) continue;
-        BRINA::IPAddress from;
-        if (!sync.controlSocket.receive(received, from)) break;
-        const BRINA::BufferCS_const message(received);
-        if (from == peer && Packet::isValid(message) &&
-            PacketHeader(received.data()).command() == DSICONNECT_ANS)
-            return; // closed cleanly
     }
     BRINA::LogStream(6, "DSICONNECT_REQ ERROR ");
 }
