@@ -28,7 +28,7 @@ table=$(
 12 @@ tools/receiver/StreamRun.cpp @@ if (action == ResendTracker::Action::Ask) askResend(now); @@ if (action == ResendTracker::Action::Ask) tracker.asked(now); @@ resend dropped: the Target never sends its request
 13 @@ transport/WorkerLoop.cpp @@ slot(static_cast<uint16_t>(sendSequence - resendCount)) @@ slot(static_cast<uint16_t>(sendSequence - resendCount + 1)) @@ resend: the worker repeats from one packet too late
 14 @@ format/StreamFormat.cpp @@ ? 0x69 : 0x96; @@ ? 0x96 : 0x69; @@ mute byte: the two DSD silences swapped
-15 @@ format/StreamFormat.cpp @@ if ((typeWord & kDsdField) == 0) return 0; @@ if ((typeWord & kDsdField) == 0) return 0x80; @@ mute byte: PCM (8-bit as all) silence is 0x80
+15 @@ format/StreamFormat.cpp @@ if ((typeWord & FormatBits::DsdKinds) == 0) return 0; @@ if ((typeWord & FormatBits::DsdKinds) == 0) return 0x80; @@ mute byte: PCM (8-bit as all) silence is 0x80
 16 @@ transport/SyncFormat.cpp @@ "DSD COVERT MSB Big -> LSB littele", copyReverse} @@ "DSD COVERT MSB Big -> LSB littele", copySwapReverse} @@ DSD conversion: MSB Big -> LSB little turns the bytes as well
 17 @@ format/CopyRoutines.cpp @@ copyWords<true, true, false>(d, s, n); @@ copyWords<true, false, false>(d, s, n); @@ DSD conversion: copySwapReverse forgets to reverse the bits
 18 @@ BRINA/Time.cpp @@ if (a > b) return (a - b) < 0x80000000u ? 1 : -1; @@ if (a > b) return 1; @@ clock wrap: a later value always counts as after, across the 32-bit wrap too
