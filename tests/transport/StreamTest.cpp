@@ -242,6 +242,7 @@ TEST_P(StreamTest, ArrivesAsTheRowSays) {
         std::tuple(0u, hostCloses && r.arrival != Unanswered, r.arrival == Unanswered)); // Host fell silent
     if (!hostCloses) return;
     EXPECT_EQ(StreamFormat(report.sinkType, report.sinkRate), session.getSinkFormat());
+    EXPECT_GT(report.arrivalMaxUs, 0); // measured between bursts' last packets, which carry CycleEnd
     EXPECT_EQ(std::tuple(report.finalSeen, report.bitPerfect(), v.matched + v.inverted, v.askedInverted),
               std::tuple(r.arrival != Unanswered, r.arrival != Unasked, session.signalFrames(),
                          o.invertAtStart || o.invertAtMs != 0));
