@@ -1,3 +1,5 @@
+// ctest-resource-lock: port19642
+// (At log level 6 the Host asks for the Target's log at port 19642, where another test's Target may listen.)
 // Streams to the software Target on ::1, one row each: the host's format and plan, the Target's shape and
 // faults, and how the stream must arrive by the Target's report, the worker's log and its observer.
 #include "BRINA/Thread.h"
