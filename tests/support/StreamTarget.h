@@ -26,9 +26,9 @@ class StreamTarget {
 public:
     using Tweak = std::function<void(TESSERA::OutputConfig&)>;
     // Every PCM format by default; tweak changes the Output before the Target starts.
-    explicit StreamTarget(const Tweak& tweak = {}) {
+    explicit StreamTarget(const Tweak& tweak = {}, uint16_t discoveryPort = 0) {
         TESSERA::TargetConfig config;
-        config.bindAddress = loopbackAddress(), config.discoveryPort = 0;
+        config.bindAddress = loopbackAddress(), config.discoveryPort = discoveryPort;
         config.outputs[0].pcmMask = TESSERA::Capabilities::defaultPcm();
         if (tweak) tweak(config.outputs[0]);
         software = std::make_unique<TESSERA::SoftwareTarget>(config);
@@ -37,11 +37,16 @@ public:
             reports.push_back(report);
             ended.notify_all();
         };
+        software->logger().setObserver([this](const std::string& line) { // the requests by their first word
+            std::lock_guard<std::mutex> lock(mutex);
+            if (line.find("_REQ") != std::string::npos)
+                asked += line.substr(0, line.find_first_of(" :_")) + " ";
+        });
         std::string error;
         isStarted = software->start(error);
         EXPECT_TRUE(isStarted) << error;
     }
-    ~StreamTarget() { software->stop(); } // its threads end before the reports they write to go
+    ~StreamTarget() { software->stop(), software.reset(); } // its threads end before what they write to goes
     StreamTarget(const StreamTarget&) = delete;
     StreamTarget& operator=(const StreamTarget&) = delete;
     bool started() const { return isStarted; }
@@ -54,6 +59,10 @@ public:
         return true;
     }
     TESSERA::SoftwareTarget& target() { return *software; }
+    std::string requests() { // the first words of the requests it logged, in order
+        std::lock_guard<std::mutex> lock(mutex);
+        return asked;
+    }
     // Runs stream; past limit it fails the test and stops the Target, whose silence then ends the worker: a
     // stream that would never end, as one whose final flag went missing, fails instead of hanging.
     template <typename Stream> bool bounded(std::chrono::seconds limit, const Stream& stream) {
@@ -76,6 +85,7 @@ private:
     std::mutex mutex;
     std::condition_variable ended;
     std::vector<TESSERA::StreamReport> reports; // guarded by mutex; the Target's threads write
+    std::string asked;                          // guarded by mutex; the Target's threads write
 };
 
 } // namespace TESTING

@@ -1,3 +1,5 @@
+// ctest-resource-lock: port19642
+// (At log level 6 the Host asks for the Target's log at port 19642, where another test's Target may listen.)
 // Streams to the software Target on ::1, one row each: the host's format and plan, the Target's shape and
 // faults, and how the stream must arrive by the Target's report, the worker's log and its observer.
 #include "BRINA/Thread.h"
@@ -243,6 +245,7 @@ TEST_P(StreamTest, ArrivesAsTheRowSays) {
         std::tuple(0u, hostCloses && r.arrival != Unanswered, r.arrival == Unanswered)); // Host fell silent
     if (!hostCloses) return;
     EXPECT_EQ(StreamFormat(report.sinkType, report.sinkRate), session.getSinkFormat());
+    EXPECT_GT(report.arrivalMaxUs, 0); // measured between bursts' last packets, which carry CycleEnd
     EXPECT_EQ(std::tuple(report.finalSeen, report.bitPerfect(), v.matched + v.inverted, v.askedInverted),
               std::tuple(r.arrival != Unanswered, r.arrival != Unasked, session.signalFrames(),
                          o.invertAtStart || o.invertAtMs != 0));

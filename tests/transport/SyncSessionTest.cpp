@@ -2,7 +2,7 @@
 // The Sync session negotiating with the software Target on ::1: what it learns, what it asks, in which
 // order, and the Target's log lines arriving in the Host's log.
 #include "tests/support/LogCapture.h"
-#include "tests/support/ScriptedHost.h"
+#include "tests/support/StreamTarget.h"
 #include "tests/support/TestPatience.h"
 #include "tools/receiver/Capabilities.h"
 #include "tools/receiver/SoftwareTarget.h"
@@ -11,9 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -24,32 +22,15 @@ using namespace TESSERA;
 using Out = OutputConfig;
 
 // A Target on ::1 with every capability but what the shape takes away, whose requests the test reads.
-struct Target {
-    explicit Target(const std::function<void(Out&)>& shape, uint16_t discoveryPort = 0) {
-        TargetConfig config;
-        config.bindAddress = TESTING::loopbackAddress(), config.discoveryPort = discoveryPort;
-        Out& o = config.outputs[0];
-        o.pcmMask = Capabilities::defaultPcm();
-        o.dsdLsbMask = Capabilities::defaultDsd(true), o.dsdMsbMask = Capabilities::defaultDsd(false);
-        if (shape) shape(o);
-        target = std::make_unique<SoftwareTarget>(config);
-        target->logger().setObserver([this](const std::string& line) { // the requests by their first word
-            std::lock_guard<std::mutex> lock(mutex);
-            if (line.find("_REQ") != std::string::npos)
-                asked += line.substr(0, line.find_first_of(" :_")) + " ";
-        });
-        std::string error;
-        EXPECT_TRUE(target->start(error)) << error;
-    }
-    ~Target() { target.reset(); } // its threads log through the observer until it stops
-    BRINA::IPAddress control() const { return TESTING::loopbackAddress(target->controlPort(0)); }
-    std::string requests() {
-        std::lock_guard<std::mutex> lock(mutex);
-        return asked;
-    }
-    std::unique_ptr<SoftwareTarget> target;
-    std::mutex mutex;
-    std::string asked;
+struct Target : TESTING::StreamTarget {
+    explicit Target(const Tweak& shape, uint16_t discoveryPort = 0)
+        : StreamTarget(
+              [shape](Out& o) {
+                  o.dsdLsbMask = Capabilities::defaultDsd(true),
+                  o.dsdMsbMask = Capabilities::defaultDsd(false);
+                  if (shape) shape(o);
+              },
+              discoveryPort) {}
 };
 
 TEST(SyncSessionTest, DataSizeLimits) {
@@ -161,7 +142,7 @@ TEST(SyncSessionTest, TargetLogLinesArriveOnlyAtLevelSix) {
         ASSERT_TRUE(SessionSetup::negotiate(sync, target.control(), 0, false, TESTING::kTestPatience));
         bool arrived = false; // the Target sends its lines from then on; up to two seconds for them to come
         for (int i = 0; i < 40 && !arrived; ++i) {
-            target.target->log("a line of the Target");
+            target.target().log("a line of the Target");
             std::this_thread::sleep_for(std::chrono::milliseconds(level >= 6 ? 50 : 5));
             arrived = capture.contains("Target: a line of the Target");
         }

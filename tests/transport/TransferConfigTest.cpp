@@ -45,6 +45,7 @@ TEST(TransferConfigTest, CalculationsGiveTheKnownPlans) {
         // 400 us: 70.56 bytes and 3% come to 72.68, up to 73 and whole frames 76, which 74 can't hold.
         {"bytes' ceiling", cd, 74, 1, Fix, 400, 1, 0, true, 350, 1, 252887, 64, 0, FixMode},
         {"var room-full", hiRes, 1428, 10, Var, 2000, 1, 0, true, 1240, 1, 238 << 14, 1428, 1428, VarMode},
+        {"var bytes' ceiling", cd, 1428, 10, Var, 1000, 1, 0, true, 1000, 1, 45 << 14, 180, 180, VarMode}, // 176.4 up to 177, 45 frames
         {"var two packets", hiRes, 1428, 10, Var, 2000, 10, 0, true, 2000, 2, 192 << 14, 1152, 1152, VarMode},
         {"fix grid off 50", hiRes, 1428, 10, Fix, 1201, 1, 0, true, 1151, 1, 3620732, 1368, 0, 1},
         // 1.03 as a float: the bytes come to 69,120, which fits; with 1.03 as a double they are 69,136.
