@@ -48,7 +48,7 @@ TEST(SyncBufferTest, SizesAndSilenceOfEachFormat) {
         Stream s; // six blocks of silence wait, then the ring is empty and an underrun's silence follows
         for (int i = 0; i <= 6; ++i)
             ASSERT_TRUE(buffer.getNewStream(s) && s.size == (i < 6 ? slotBytes : underrun) &&
-                        std::all_of(s.data, s.data + s.size, [&](uint8_t b) { return b == mute; }))
+                        std::all_of(s.data, s.data + s.size, [m = mute](uint8_t b) { return b == m; }))
                 << type << " " << i;
         EXPECT_EQ(capture.messages(), std::vector<std::string>{"SyncBuffer not enough mute data return " +
                                                                std::to_string(underrun)});

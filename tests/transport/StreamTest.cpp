@@ -35,7 +35,7 @@ using namespace std::chrono_literals;
 using TESTING::SignalSession;
 using Out = OutputConfig;
 using Clock = std::chrono::steady_clock;
-using enum SignalSession::Plan;
+using enum TESSERA::PlanMode;
 
 // Every burst and every feedback the worker took; read after the worker has ended. Full, it keeps what it
 // has: the worker must not allocate.

@@ -115,7 +115,7 @@ TEST(SyncSessionTest, LatencyAndProfile) {
         {30, false, 5000, "LATENCY_REQ hw=1000us request=5000us latency=3000us", 4000, 0, 0},
     };
     for (const auto& [latency, answers, request, line, total, profileMin, profileFlags] : rows) {
-        Target target([&](Out& o) {
+        Target target([&, latency = latency, answers = answers](Out& o) { // bindings are copied in by name
             o.hardwareLatency = 10, o.profileMin = 100, o.profileMax = 200, o.profileFlags = 0x04;
             o.latency = latency, o.answerProfile = answers;
         });
