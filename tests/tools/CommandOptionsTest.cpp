@@ -91,7 +91,7 @@ TEST(CommandOptionsTest, EachProgramsHelpNamesOptionsItReads) {
 TEST(CommandOptionsTest, SendersOwnValues) {
     // clang-format off
     const struct { const char* arguments; bool (*holds)(const SendOptions&); } rows[] = {
-        {"::1,19650", [](const SendOptions& o) { return o.target.port() == 19650 && o.mode == SendOptions::Mode::Fix && o.cycleTime == 1000 && o.threadMode == 1 && o.syncBufferCount == 6 && o.bufferSize == 512 && o.signalFormat == StreamFormat(0x0202, 0x000A); }},
+        {"::1,19650", [](const SendOptions& o) { return o.target.port() == 19650 && o.mode == SendOptions::Mode::Fix && o.cycleTime == 1000 && o.threadMode == 1 && o.syncBufferCount == 6 && o.bufferSize == 512 && o.infoCycle == 100000 && o.signalFormat == StreamFormat(0x0202, 0x000A); }},
         {"::1,7 --signal 192000:24:2 --mode Random", [](const SendOptions& o) { return o.signalFormat == StreamFormat(0x0402, 0x0024) && o.mode == SendOptions::Mode::Random; }},
         {"::1,7 --thread-mode CRITICAL+SOCKETNOBLOCK+NOSLEEPFORCE", [](const SendOptions& o) { return o.threadMode == 0x809; }},
         {"::1,7 --thread-mode 0x10C --phase invert", [](const SendOptions& o) { return o.threadMode == 0x10C && o.phaseInvert; }},
