@@ -6,12 +6,6 @@ namespace {
 
 using BRINA::BufferCS_const;
 
-bool headerOf(BufferCS_const message, uint16_t command, PacketHeader& header) {
-    if (!Packet::isValid(message)) return false;
-    header = PacketHeader(message.data);
-    return header.command() == command;
-}
-
 std::string textOf(BufferCS_const message) {
     std::string text;
     Packet::readText(message, text);
@@ -36,7 +30,7 @@ Packet findRequest(bool watch) {
 
 bool readFindAnswer(BufferCS_const message, uint64_t& productId, std::string& name) {
     PacketHeader h;
-    if (!headerOf(message, FIND_ANS, h)) return false;
+    if (!Packet::headerOf(message, FIND_ANS, h)) return false;
     productId = h.value64();
     name = textOf(message);
     return true;
@@ -48,7 +42,7 @@ Packet outputRequest(uint16_t index) {
 
 bool readOutputAnswer(BufferCS_const message, OutputAnswer& answer) {
     PacketHeader h;
-    if (!headerOf(message, OUTPUT_ANS, h)) return false;
+    if (!Packet::headerOf(message, OUTPUT_ANS, h)) return false;
     answer.count = h.word8();
     answer.port = h.word12();
     answer.version = h.word14();
@@ -62,7 +56,7 @@ Packet infoRequest() {
 
 bool readTextAnswer(BufferCS_const message, uint16_t command, std::string& text) {
     PacketHeader h;
-    if (!headerOf(message, command, h)) return false;
+    if (!Packet::headerOf(message, command, h)) return false;
     text = textOf(message);
     return true;
 }
@@ -77,7 +71,7 @@ Packet hostRequest(uint64_t ownProduct, const std::string& hostName) {
 
 bool readNotify(BufferCS_const message, uint16_t& counter) {
     PacketHeader h;
-    if (!headerOf(message, NOTIFY, h)) return false;
+    if (!Packet::headerOf(message, NOTIFY, h)) return false;
     counter = h.word8();
     return true;
 }

@@ -78,6 +78,12 @@ uint16_t Packet::payloadSize(uint16_t sizeField) {
     return static_cast<uint16_t>(total - pad - PacketHeader::kSize);
 }
 
+bool Packet::headerOf(BRINA::BufferCS_const datagram, uint16_t command, PacketHeader& header) {
+    if (!isValid(datagram)) return false;
+    header = PacketHeader(datagram.data);
+    return header.command() == command;
+}
+
 bool Packet::isValid(BRINA::BufferCS_const datagram) {
     if (datagram.data == nullptr || datagram.size < PacketHeader::kSize) return false;
     const PacketHeader header(datagram.data);

@@ -49,6 +49,8 @@ public:
     static uint16_t payloadSize(uint16_t sizeField);
     // At least 16 bytes, magic 100, and no longer by its sizeField than it is.
     static bool isValid(BRINA::BufferCS_const datagram);
+    // The header of a received datagram, when it is a valid message of the given command.
+    static bool headerOf(BRINA::BufferCS_const datagram, uint16_t command, PacketHeader& header);
     // The payload length of a received datagram; 0 when it isn't a valid message.
     static uint16_t payloadSize(BRINA::BufferCS_const datagram);
     // The payload of a valid message as text; false for an invalid datagram.

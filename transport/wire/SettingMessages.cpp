@@ -2,17 +2,7 @@
 
 namespace TESSERA::SettingMessages {
 
-namespace {
-
 using BRINA::BufferCS_const;
-
-bool headerOf(BufferCS_const message, uint16_t command, PacketHeader& header) {
-    if (!Packet::isValid(message)) return false;
-    header = PacketHeader(message.data);
-    return header.command() == command;
-}
-
-} // namespace
 
 Packet settingListRequest(uint16_t number) {
     return Packet(SETTING_LIST_REQ, number, 0, 0, 0);
@@ -20,7 +10,7 @@ Packet settingListRequest(uint16_t number) {
 
 bool readSettingListAnswer(BufferCS_const message, SettingListAnswer& answer) {
     PacketHeader h;
-    if (!headerOf(message, SETTING_LIST_ANS, h)) return false;
+    if (!Packet::headerOf(message, SETTING_LIST_ANS, h)) return false;
     answer.number = h.word8();
     answer.type = h.word10();
     answer.lowest = h.word12();
@@ -36,7 +26,7 @@ Packet settingRequest(uint16_t number, uint16_t operation, uint16_t value, const
 
 bool readSettingAnswer(BufferCS_const message, SettingAnswer& answer) {
     PacketHeader h;
-    if (!headerOf(message, SETTING_ANS, h)) return false;
+    if (!Packet::headerOf(message, SETTING_ANS, h)) return false;
     answer.number = h.word8();
     answer.value = h.word10();
     answer.current = h.word14();
@@ -57,7 +47,7 @@ Packet selectRequest(uint16_t number) {
 
 bool readSelectAnswer(BufferCS_const message, uint16_t& number) {
     PacketHeader h;
-    if (!headerOf(message, SELECT_ANS, h)) return false;
+    if (!Packet::headerOf(message, SELECT_ANS, h)) return false;
     number = h.word8();
     return true;
 }

@@ -8,13 +8,6 @@ namespace {
 
 using BRINA::BufferCS_const;
 
-// The header of a received datagram, when it is a valid message of the given command.
-bool headerOf(BufferCS_const message, uint16_t command, PacketHeader& header) {
-    if (!Packet::isValid(message)) return false;
-    header = PacketHeader(message.data);
-    return header.command() == command;
-}
-
 // Answers that a Target builds carry what was asked, so they say so.
 Packet withContent(Packet packet) {
     packet.header().setFlags(packet.header().flags() | PacketFlag::HasContent);
@@ -46,7 +39,7 @@ Packet formatRequest(uint64_t selector) {
 
 bool readFormatRequest(BufferCS_const message, uint64_t& selector) {
     PacketHeader h;
-    if (!headerOf(message, FORMAT_REQ, h)) return false;
+    if (!Packet::headerOf(message, FORMAT_REQ, h)) return false;
     selector = h.value64();
     return true;
 }
@@ -57,7 +50,7 @@ Packet formatAnswer(const StreamFormat& format) {
 
 bool readFormatAnswer(BufferCS_const message, StreamFormat& format) {
     PacketHeader h;
-    if (!headerOf(message, NOPBREAK_ANS, h)) return false;
+    if (!Packet::headerOf(message, NOPBREAK_ANS, h)) return false;
     format = StreamFormat::fromU64(h.value64());
     return true;
 }
@@ -68,7 +61,7 @@ Packet latencyRequest(uint16_t requested) {
 
 bool readLatencyRequest(BufferCS_const message, uint16_t& requested) {
     PacketHeader h;
-    if (!headerOf(message, LATENCY_REQ, h)) return false;
+    if (!Packet::headerOf(message, LATENCY_REQ, h)) return false;
     requested = h.word8();
     return true;
 }
@@ -79,7 +72,7 @@ Packet latencyAnswer(uint16_t latency, uint16_t hwLatency) {
 
 bool readLatencyAnswer(BufferCS_const message, uint16_t& latency, uint16_t& hwLatency) {
     PacketHeader h;
-    if (!headerOf(message, LATENCY_ANS, h)) return false;
+    if (!Packet::headerOf(message, LATENCY_ANS, h)) return false;
     latency = h.word8();
     hwLatency = h.word10();
     return true;
@@ -91,7 +84,7 @@ Packet connectRequest(const StreamFormat& sinkFormat) {
 
 bool readConnectRequest(BufferCS_const message, StreamFormat& sinkFormat) {
     PacketHeader h;
-    if (!headerOf(message, CONNECT_REQ, h)) return false;
+    if (!Packet::headerOf(message, CONNECT_REQ, h)) return false;
     sinkFormat = StreamFormat::fromU64(h.value64());
     return true;
 }
@@ -104,7 +97,7 @@ Packet connectAnswer(uint16_t streamPort, bool invert) {
 
 bool readConnectAnswer(BufferCS_const message, uint16_t& streamPort, bool& invert) {
     PacketHeader h;
-    if (!headerOf(message, CONNECT_ANS, h)) return false;
+    if (!Packet::headerOf(message, CONNECT_ANS, h)) return false;
     streamPort = h.word8();
     invert = phaseInverted(h.flags());
     return true;
@@ -119,7 +112,7 @@ void setStreamDataHeader(PacketHeader& header, uint16_t sequence, uint16_t flags
 
 bool readStreamData(BufferCS_const message, uint16_t& sequence, uint16_t& flags, BufferCS_const& audio) {
     PacketHeader h;
-    if (!headerOf(message, STREAM_DATA, h)) return false;
+    if (!Packet::headerOf(message, STREAM_DATA, h)) return false;
     sequence = h.word8();
     flags = h.flags();
     audio = payloadOf(message);
@@ -140,7 +133,7 @@ Packet feedbackInfo(uint16_t word8, uint16_t word10, uint16_t word12, bool inver
 
 bool readStreamInfo(BufferCS_const message, StreamInfo& info) {
     PacketHeader h;
-    if (!headerOf(message, STREAM_INFO, h)) return false;
+    if (!Packet::headerOf(message, STREAM_INFO, h)) return false;
     info = StreamInfo{};
     info.invert = phaseInverted(h.flags());
     info.resend = (h.flags() & PacketFlag::ResendRequest) != 0;
@@ -171,7 +164,7 @@ Packet dataSizeAnswer(uint16_t mtu, uint16_t maxPerCycle) {
 
 bool readDataSizeAnswer(BufferCS_const message, uint16_t& mtu, uint16_t& maxPerCycle) {
     PacketHeader h;
-    if (!headerOf(message, DATASIZE_ANS, h)) return false;
+    if (!Packet::headerOf(message, DATASIZE_ANS, h)) return false;
     mtu = h.word8();
     maxPerCycle = h.word10();
     return true;
@@ -192,7 +185,7 @@ Packet dataSizeProbe(uint16_t mtu, uint16_t& sum) {
 
 bool readDataSizeProbe(BufferCS_const message, uint16_t& received, uint16_t& sum) {
     PacketHeader h;
-    if (!headerOf(message, DATASIZE_REQ, h)) return false;
+    if (!Packet::headerOf(message, DATASIZE_REQ, h)) return false;
     const BufferCS_const payload = payloadOf(message);
     received = static_cast<uint16_t>(payload.size);
     sum = sum16(payload);
@@ -205,7 +198,7 @@ Packet dataSizeProbeAnswer(uint16_t received, uint16_t sum) {
 
 bool readDataSizeProbeAnswer(BufferCS_const message, uint16_t& received, uint16_t& sum) {
     PacketHeader h;
-    if (!headerOf(message, DATASIZE_ANS, h)) return false;
+    if (!Packet::headerOf(message, DATASIZE_ANS, h)) return false;
     received = h.word12();
     sum = h.word14();
     return true;
@@ -218,7 +211,7 @@ Packet connectPrepareRequest(const std::array<uint8_t, 8>& compactForm) {
 bool readConnectPrepareRequest(BufferCS_const message, std::array<uint8_t, 8>& compactForm,
                                uint16_t& latency) {
     PacketHeader h;
-    if (!headerOf(message, CONNECTPRE_REQ, h)) return false;
+    if (!Packet::headerOf(message, CONNECTPRE_REQ, h)) return false;
     BRINA::writeLE64(compactForm.data(), h.value64());
     latency = h.word10();
     return true;
@@ -230,7 +223,7 @@ Packet connectPrepareAnswer(uint16_t latency) {
 
 bool readConnectPrepareAnswer(BufferCS_const message, uint16_t& latency) {
     PacketHeader h;
-    if (!headerOf(message, CONNECTPRE_ANS, h)) return false;
+    if (!Packet::headerOf(message, CONNECTPRE_ANS, h)) return false;
     latency = h.word10();
     return true;
 }
@@ -241,7 +234,7 @@ Packet profileRequest(const StreamFormat& sinkFormat) {
 
 bool readProfileRequest(BufferCS_const message, StreamFormat& sinkFormat) {
     PacketHeader h;
-    if (!headerOf(message, PROFILE_REQ, h)) return false;
+    if (!Packet::headerOf(message, PROFILE_REQ, h)) return false;
     sinkFormat = StreamFormat::fromU64(h.value64());
     return true;
 }
@@ -253,7 +246,7 @@ Packet profileAnswer(uint16_t profileMin, uint16_t profileMax, uint16_t profileF
 bool readProfileAnswer(BufferCS_const message, uint16_t& profileMin, uint16_t& profileMax,
                        uint16_t& profileFlags) {
     PacketHeader h;
-    if (!headerOf(message, PROFILE_ANS, h)) return false;
+    if (!Packet::headerOf(message, PROFILE_ANS, h)) return false;
     profileMin = h.word8();
     profileMax = h.word10();
     profileFlags = h.word12();
@@ -268,7 +261,7 @@ Packet syncHostRequest(uint64_t productId, const std::string& hostName) {
 
 bool readSyncHostRequest(BufferCS_const message, uint64_t& productId, std::string& hostName) {
     PacketHeader h;
-    if (!headerOf(message, SYNCHOST_REQ, h)) return false;
+    if (!Packet::headerOf(message, SYNCHOST_REQ, h)) return false;
     productId = h.value64();
     return Packet::readText(message, hostName);
 }
@@ -284,7 +277,7 @@ Packet targetLogRequest(bool on) {
 
 bool readTargetLogRequest(BufferCS_const message, bool& on) {
     PacketHeader h;
-    if (!headerOf(message, TARGETLOG_REQ, h)) return false;
+    if (!Packet::headerOf(message, TARGETLOG_REQ, h)) return false;
     on = h.word8() != 0;
     return true;
 }
@@ -300,7 +293,7 @@ Packet targetLogLine(const std::string& text) {
 
 bool readTargetLogLine(BufferCS_const message, std::string& text) {
     PacketHeader h;
-    if (!headerOf(message, TARGETLOG_ANS, h) || h.word8() != 2) return false;
+    if (!Packet::headerOf(message, TARGETLOG_ANS, h) || h.word8() != 2) return false;
     return Packet::readText(message, text);
 }
 

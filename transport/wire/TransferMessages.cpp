@@ -2,17 +2,7 @@
 
 namespace TESSERA::TransferMessages {
 
-namespace {
-
 using BRINA::BufferCS_const;
-
-bool headerOf(BufferCS_const message, uint16_t command, PacketHeader& header) {
-    if (!Packet::isValid(message)) return false;
-    header = PacketHeader(message.data);
-    return header.command() == command;
-}
-
-} // namespace
 
 Packet slotsRequest() {
     return Packet(TRANSFER_REQ);
@@ -24,7 +14,7 @@ Packet slotRequest(uint16_t slot) {
 
 bool readTransferAnswer(BufferCS_const message, TransferAnswer& answer) {
     PacketHeader h;
-    if (!headerOf(message, TRANSFER_ANS, h)) return false;
+    if (!Packet::headerOf(message, TRANSFER_ANS, h)) return false;
     answer = {h.word8(), h.word10(), h.word12(), h.word14()};
     return true;
 }
@@ -40,7 +30,7 @@ void setDataHeader(PacketHeader& header, uint16_t slot, bool lastOfWindow, uint1
 
 bool readTransferAck(BufferCS_const message, bool& accepted, uint16_t& slotMark, uint16_t& sequence) {
     PacketHeader h;
-    if (!headerOf(message, TRANSFER_ACK, h)) return false;
+    if (!Packet::headerOf(message, TRANSFER_ACK, h)) return false;
     accepted = (h.flags() & PacketFlag::HasContent) != 0;
     slotMark = h.word8();
     sequence = h.word10();
@@ -53,7 +43,7 @@ Packet endRequest(uint16_t slot, uint16_t crc, uint16_t value) {
 
 bool readEndAnswer(BufferCS_const message, uint16_t& slotMark, uint16_t& crc, uint16_t& value) {
     PacketHeader h;
-    if (!headerOf(message, TRANSFER_END_ANS, h)) return false;
+    if (!Packet::headerOf(message, TRANSFER_END_ANS, h)) return false;
     slotMark = h.word8();
     crc = h.word10();
     value = h.word12();
